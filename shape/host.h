@@ -1,0 +1,63 @@
+// What a generator needs of the window it draws in. The Qt window implements
+// it, and so does the headless host of the renderer and the tests: the same
+// generator code runs in both.
+#pragma once
+
+#include <string>
+
+#include "canvas/surface.h"
+
+namespace tavrel {
+
+// The input fields that the generators read and write back.
+enum class Field { Text1, Text2, Text3, Text4, Text5 };
+
+class GeneratorHost {
+ public:
+  virtual ~GeneratorHost() = default;
+
+  virtual std::string text(Field f) = 0;
+  virtual void setText(Field f, const std::string& s) = 0;
+  // Whether the option button "Shapes Fancy" is selected.
+  virtual bool option2Value() = 0;
+
+  // WindowState = 2: maximise the window before anything is measured.
+  virtual void maximize() = 0;
+  // Hand pending events to their handlers; may run a nested generation.
+  virtual void DoEvents() = 0;
+  // Stop the program at once.
+  [[noreturn]] virtual void End() = 0;
+
+  // The window's client area; its size is ScaleWidth x ScaleHeight.
+  virtual Surface& SurfaceWindow() = 0;
+  // The picture box that receives the finished picture.
+  virtual Surface& SurfacePicture1() = 0;
+
+  float ScaleWidth() { return static_cast<float>(SurfaceWindow().width()); }
+  float ScaleHeight() { return static_cast<float>(SurfaceWindow().height()); }
+};
+
+// A host without a window: fields held as plain strings, no events.
+class HeadlessHost : public GeneratorHost {
+ public:
+  HeadlessHost(int width, int height) : window_(width, height, kBlack), picture1_(201, 161) {}
+
+  std::string fields[5] = {"0", "100", "16", "4", "10"};
+  bool option2 = true;
+  int doEventsCalls = 0;
+
+  std::string text(Field f) override { return fields[static_cast<int>(f)]; }
+  void setText(Field f, const std::string& s) override { fields[static_cast<int>(f)] = s; }
+  bool option2Value() override { return option2; }
+  void maximize() override {}
+  void DoEvents() override { ++doEventsCalls; }
+  [[noreturn]] void End() override { throw RuntimeError("the program ended"); }
+  Surface& SurfaceWindow() override { return window_; }
+  Surface& SurfacePicture1() override { return picture1_; }
+
+ private:
+  Surface window_;
+  Surface picture1_;
+};
+
+}  // namespace tavrel

@@ -1,0 +1,73 @@
+// The one record of everything that outlives a single call: settings chosen
+// by the user, the state of a generation, the animation and the pictures.
+// Every handler and both generators read and write it directly.
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "canvas/convert.h"
+#include "canvas/random.h"
+
+namespace tavrel {
+
+// A number that lives as its decimal text: every store loses all beyond 15
+// significant digits. Held as the value the text stands for.
+class DecimalText {
+ public:
+  DecimalText() = default;
+  DecimalText& operator=(double x) {
+    value_ = roundTrip15(x);
+    return *this;
+  }
+  double value() const { return value_; }
+  std::string text() const { return CStr(value_); }
+
+ private:
+  double value_ = 0;
+};
+
+struct AppState {
+  // Settings chosen by the user.
+  double tcolor = 0;    // 1 true colours, 0 basic colours
+  double mpattern = 0;  // generator for the button and the first shape: 0 shape, 1 pattern
+  Integer ggmbj = 0;    // generator for the screen-saver tick
+  double ssmode = 0;    // 0 regular, 1 screen-saver
+  double nwait4 = 0;    // 1 slow (paced), 0 fast
+  double complexy = 0;  // 1 regular, 2 fancy
+  double detailf = 0;
+  double nsides = 0;
+  double ssg = 0;
+  double swidth = 0;
+  double complexy2 = 0;
+
+  // State of a generation.
+  double a = 0, b = 0;
+  double az = 0, bz = 0;
+  double detailfz = 0;
+  double hhmn = 0;
+  double centerf = 0;
+  double circle2 = 0;
+  double sharpf = 0;
+  DecimalText p5ytext;
+  Long fillcolor = 0;
+  Long fillbrush = 0;
+  Long oldbrush = 0;
+  Long lastcolor = 0;
+  std::array<double, 1001> usedcolors{};
+
+  // Animation and pictures.
+  double abb = 0, dbb = 0;
+  double awb = 0, bwb = 0;
+  double hhmmf = 0;
+  std::vector<Long> slideshown = std::vector<Long>(100001, 0);
+  double lastpic = 0;
+  double lastslide = 0;
+
+  // The source behind Rnd; seeded once by Randomize.
+  Random rnd;
+  double Rnd() { return rnd.Rnd(); }
+};
+
+}  // namespace tavrel
