@@ -1,0 +1,90 @@
+#include "shape/makeshape.h"
+
+#include <cmath>
+
+#include "shape/stages.h"
+
+namespace tavrel {
+
+using namespace stages;
+
+GenerationStats makeshape(GeneratorHost& host, AppState& st) {
+  GenerationStats stats;
+  Surface& win = host.SurfaceWindow();
+
+  // Set-up: the fields are read around the one event pump, and the second
+  // reading is the one that counts.
+  host.maximize();
+  readFields(host, st);
+  host.DoEvents();
+  readFields(host, st);
+  deriveParameters(host, st);
+  st.centerf = 0;
+  clearColoursAndWindow(host, st);
+
+  Orbit o;
+  Walker walk;
+  const double sqr2 = std::sqrt(2.0);
+  long turnsThisRun = 0;
+
+  for (;;) {  // restart point
+    st.hhmn = 0;
+    const Centre c = centreOf(host);
+    const double half = st.swidth / 2;
+    placeOnRim(st, o, c);
+    walk.startDraws(st);
+    drawGuideCross(win, st, c);
+
+    // Outline pass: plot the images of the stroke until p1 reaches the axis.
+    bool failed = false;
+    long turns = 0;
+    for (;;) {
+      if (++turns > kTurnCap) {
+        failed = true;
+        break;
+      }
+      plotEdgePoints(win, st, o, st.nsides != 2);
+      if (st.nsides == 8) plotDiagonals(win, o);
+      walk.twistTiming(st);
+      if (st.a > c.x + half || st.a < c.x - half || st.b > c.y + half || st.b < c.y - half ||
+          o.qx[0] > c.x + half || o.qx[0] < c.x - half || o.qy[0] > c.y + half ||
+          o.qy[0] < c.y - half) {
+        failed = true;
+        break;
+      }
+      if (Int(st.b) >= Int(o.p3y)) break;
+      // One walker step.
+      moveEdgePoints(st, o, walk.stepx, walk.stepy);
+      moveDiagonalsX(o, walk.stepx / sqr2);
+      if (st.nsides == 8) plotDiagonals(win, o);  // the half-way plot
+      moveDiagonalsY(o, walk.stepy / sqr2);
+      // Crossing test: sees only earlier plots, p1's new place is not drawn yet.
+      if (win.Point(st.a, st.b) == OutlineColor) st.hhmn = st.hhmn + 1;
+      walk.updateAfterStep();
+    }
+    stats.turns += turns;
+    turnsThisRun += turns;
+    if (!failed && st.hhmn > (st.swidth / 4) * (st.nsides / 4)) failed = true;
+    if (!failed) break;
+
+    // Wipe and restart.
+    ++stats.restarts;
+    wipeBox(win);
+    if (stats.restarts >= kRestartsBeforeSquareWipe) {
+      // Where the square reaches past the fixed box the wipe leaves old
+      // strokes behind, and every new stroke would count them as crossings
+      // for ever; after this many restarts the square is wiped as well.
+      win.Line(LineFlags::FilledBox, c.x - half - 1, c.y - half - 1, c.x + half + 1,
+               c.y + half + 1, QBColor(15));
+    }
+  }
+  (void)turnsThisRun;
+
+  const Centre c = centreOf(host);
+  paintRegions(host, st, o, c);
+  sizePicture1(host, st);
+  copyToPicture1(host, st, c);
+  return stats;
+}
+
+}  // namespace tavrel

@@ -1,0 +1,83 @@
+// The stages that both generators share: field set-up, the sixteen mirror
+// points, the stroke walker, the region painter and the capture. Each
+// generator calls them in its own order; where the two differ, the
+// difference is a parameter here.
+#pragma once
+
+#include "shape/host.h"
+#include "state/app_state.h"
+
+namespace tavrel::stages {
+
+// The whole-pixel centre of window and shape: Int(ScaleWidth / 2), Int(ScaleHeight / 2).
+struct Centre {
+  double x = 0, y = 0;
+};
+Centre centreOf(GeneratorHost& host);
+
+// Reads, clamps and writes back Text5, Text3, Text2 and Text1, and derives
+// the first walker period. Run twice, around the generator's one event pump.
+void readFields(GeneratorHost& host, AppState& st);
+// Number of sides, style, final walker period, and the velocity mode.
+void deriveParameters(GeneratorHost& host, AppState& st);
+// Clears the colour table and erases the window all white.
+void clearColoursAndWindow(GeneratorHost& host, AppState& st);
+
+// p2..p8 and q1..q8; p1 is (st.a, st.b) and p5's y lives in st.p5ytext.
+struct Orbit {
+  double p2x = 0, p2y = 0, p3x = 0, p3y = 0, p4x = 0, p4y = 0, p5x = 0;
+  double p6x = 0, p6y = 0, p7x = 0, p7y = 0, p8x = 0, p8y = 0;
+  double qx[8] = {}, qy[8] = {};
+};
+
+// The start layout of every stroke of a shape and of every scan: on the rim.
+void placeOnRim(AppState& st, Orbit& o, Centre c);
+// Every point at the centre: the anchors of a pattern's arms.
+void placeAtCentre(AppState& st, Orbit& o, Centre c);
+
+// One walker move of the eight edge points.
+void moveEdgePoints(AppState& st, Orbit& o, double stepx, double stepy);
+// The diagonal points' share of a move, for the x part and the y part.
+void moveDiagonalsX(Orbit& o, double qshift);
+void moveDiagonalsY(Orbit& o, double qshift);
+
+// Plots of one turn: the edge points and the diagonal points.
+void plotEdgePoints(Surface& win, const AppState& st, const Orbit& o, bool withSides);
+void plotDiagonals(Surface& win, const Orbit& o);
+// The grey cross to the left of the shape that stands while a stroke is drawn.
+void drawGuideCross(Surface& win, const AppState& st, Centre c);
+// Wipes the fixed drawing box white before a new stroke.
+void wipeBox(Surface& win);
+
+// Velocity, acceleration and twist of a stroke; all pairs at unit size but
+// the raw twist of a pattern.
+struct Walker {
+  double stepx = 0, stepy = 0, bendx = 0, bendy = 0, twistx = 0, twisty = 0;
+  double stepcount = 0, stepperiod = 0;
+  bool normaliseTwist = true;
+
+  void startDraws(AppState& st);
+  void twistDraw(AppState& st);
+  void twistTiming(AppState& st);
+  void updateAfterStep();
+};
+
+// Scales a pair so that its larger magnitude is 1, keeping both signs.
+void normalise(double& u, double& v);
+
+// Selects a new brush in st.fillcolor: create, select, delete both handles.
+void brushChange(Surface& win, AppState& st);
+
+// Background fill and the scan of one quarter, each white region flooded
+// with its seven images in one random colour.
+void paintRegions(GeneratorHost& host, AppState& st, Orbit& o, Centre c);
+
+// Capture, in two halves: the box takes its size, then receives the square.
+void sizePicture1(GeneratorHost& host, const AppState& st);
+void copyToPicture1(GeneratorHost& host, AppState& st, Centre c);
+
+// Ways out of states that would otherwise never end.
+inline constexpr long kTurnCap = 100000;  // turns of one stroke; never cuts a shorter stroke
+inline constexpr long kRestartsBeforeSquareWipe = 1000;
+
+}  // namespace tavrel::stages
