@@ -295,12 +295,17 @@ Long Surface::FloodFill(Long /*hdc*/, Long x, Long y, Colour boundary) {
   Colour* px = px_.data();
   const int w = width_, h = height_;
   if (px[index(x, y)] == boundary) return 0;
+  const Colour brush = brush_colour_;
+  if (version_ == last_fill_version_ && brush == last_fill_brush_ &&
+      boundary == last_fill_boundary_ && px[index(x, y)] == brush) {
+    for (std::size_t k = 0; k < fill_spans_.size(); k += 3)
+      if (fill_spans_[k] == y && x >= fill_spans_[k + 1] && x <= fill_spans_[k + 2]) return 1;
+  }
 
   // Pass one floods the region with the boundary colour itself, which marks
   // each pixel as done; pass two, needed only when the brush differs, paints
   // the recorded spans. So a region that already has the brush colour, or
   // patches of it, ends like any other.
-  const Colour brush = brush_colour_;
   const bool record = brush != boundary;
   fill_spans_.clear();
   fill_stack_.clear();
@@ -345,6 +350,9 @@ Long Surface::FloodFill(Long /*hdc*/, Long x, Long y, Colour boundary) {
   }
   unsure_.unite(box);
   touched(box);
+  last_fill_version_ = version_;
+  last_fill_brush_ = brush;
+  last_fill_boundary_ = boundary;
   return 1;
 }
 

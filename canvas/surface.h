@@ -132,8 +132,13 @@ class Surface {
   Long next_brush_ = 1;
   std::vector<std::pair<Long, Colour>> brushes_;  // live, unselected handles
 
-  std::vector<int> fill_stack_;             // reused by FloodFill
-  std::vector<std::int32_t> fill_spans_;    // reused by FloodFill
+  std::vector<int> fill_stack_;           // reused by FloodFill
+  std::vector<std::int32_t> fill_spans_;  // row, left, right of each span of the last fill
+  // The last fill, while nothing else has changed the surface: a seed inside
+  // it with the same brush and boundary would repaint it unchanged.
+  std::uint64_t last_fill_version_ = ~std::uint64_t{0};
+  Colour last_fill_brush_ = 0;
+  Colour last_fill_boundary_ = 0;
 };
 
 }  // namespace tavrel
