@@ -1,0 +1,101 @@
+#include "pattern/makeshape2.h"
+
+#include "shape/stages.h"
+
+namespace tavrel {
+
+using namespace stages;
+
+namespace {
+
+// Gives the top left corner of the tile the colour of the top right one when
+// the painter left it white: the scan never visits that quarter itself.
+void cornerPatch(Surface& win, AppState& st, Centre c) {
+  const double half = st.swidth / 2;
+  const double leftX = c.x - half + 6, rightX = c.x + half - 6, y = c.y - half + 6;
+  if (win.Point(leftX, y) != QBColor(15)) return;
+  st.fillcolor = win.Point(rightX, y);
+  brushChange(win, st);
+  win.FloodFill(win.hDC(), CLng(leftX), CLng(y), OutlineColor);
+}
+
+}  // namespace
+
+GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
+  GenerationStats stats;
+  Surface& win = host.SurfaceWindow();
+
+  // Set-up: as for a single shape, but the window also loses its picture
+  // after the pump, and the arms start at the centre.
+  host.maximize();
+  readFields(host, st);
+  host.DoEvents();
+  win.setPicture(nullptr);
+  win.Cls();
+  readFields(host, st);
+  deriveParameters(host, st);
+  st.centerf = 1;
+  clearColoursAndWindow(host, st);
+
+  Orbit o;
+  Walker walk;
+  walk.normaliseTwist = false;  // a pattern's twist stays raw
+  // The side count has no other input to this walk: with eight sides the
+  // loop ends after its first turn, before p1 has moved.
+  const double turnlimit = 0;
+
+  for (;;) {  // restart point
+    const Centre c = centreOf(host);
+    const double half = st.swidth / 2;
+    win.Line(LineFlags::Box, c.x - half + 1, c.y - half + 1, c.x + half - 1, c.y + half - 1,
+             OutlineColor);
+    st.hhmn = 0;
+    double turncount = 0;
+    placeAtCentre(st, o, c);
+
+    bool failed = false;
+    const int passes = st.nsides == 8 ? 2 : 1;
+    for (int pass = 0; pass < passes && !failed; ++pass) {
+      walk.startDraws(st);
+      drawGuideCross(win, st, c);
+      // Arms: all eight images grow until p1 reaches the frame; the second
+      // pass of an eight-sided tile plots the diagonal points instead.
+      long turns = 0;
+      for (;;) {
+        if (++turns > kTurnCap) {
+          failed = true;
+          break;
+        }
+        if (pass == 0) plotEdgePoints(win, st, o, true);
+        else plotDiagonals(win, o);
+        walk.twistTiming(st);
+        if (Int(st.a) <= c.x - half || Int(st.a) >= c.x + half || Int(st.b) <= c.y - half ||
+            Int(st.b) >= c.y + half)
+          break;
+        turncount = turncount + 1;
+        if (st.nsides == 8 && turncount >= turnlimit) break;
+        moveEdgePoints(st, o, walk.stepx, walk.stepy);
+        if (win.Point(st.a, st.b) == OutlineColor) st.hhmn = st.hhmn + 1;
+        walk.updateAfterStep();
+      }
+      stats.turns += turns;
+    }
+    if (!failed && st.hhmn > st.swidth / 4) failed = true;
+    if (!failed) break;
+
+    ++stats.restarts;
+    wipeBox(win);
+    if (stats.restarts >= kRestartsBeforeSquareWipe)  // see makeshape
+      win.Line(LineFlags::FilledBox, c.x - half - 1, c.y - half - 1, c.x + half + 1,
+               c.y + half + 1, QBColor(15));
+  }
+
+  const Centre c = centreOf(host);
+  paintRegions(host, st, o, c);
+  sizePicture1(host, st);
+  cornerPatch(win, st, c);
+  copyToPicture1(host, st, c);
+  return stats;
+}
+
+}  // namespace tavrel

@@ -1,0 +1,12 @@
+// The pattern generator: eight mirrored arms grow from the centre out to a
+// frame, the regions between them take random colours, and the framed square
+// tile ends in Picture1.
+#pragma once
+
+#include "shape/makeshape.h"
+
+namespace tavrel {
+
+GenerationStats makeshape2(GeneratorHost& host, AppState& st);
+
+}  // namespace tavrel
