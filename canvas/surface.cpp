@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "canvas/scan.h"
+
 namespace tavrel {
 
 namespace {
 
 // Past this many single-pixel writes the journal folds into a rectangle.
 constexpr std::size_t kJournalLimit = 1u << 20;
+// Journal entries that a wipe left in place, before they fold.
+constexpr std::size_t kJournalLeftoverLimit = 4096;
 // Box outlines with fewer pixels than this are journalled pixel by pixel.
 constexpr int kSmallOutline = 8192;
 
@@ -119,19 +123,22 @@ void Surface::fillRect(const PixelRect& r, Colour c) const {
   touched(r);
 }
 
+void Surface::foldJournal() const {
+  for (std::uint32_t j : journal_) {
+    const int jx = static_cast<int>(j % width_), jy = static_cast<int>(j / width_);
+    unsure_.unite({jx, jy, jx, jy});
+  }
+  journal_.clear();
+}
+
 void Surface::setPixel(int x, int y, Colour c) {
   if (static_cast<unsigned>(x) >= static_cast<unsigned>(width_) ||
       static_cast<unsigned>(y) >= static_cast<unsigned>(height_))
     return;
   const std::size_t i = index(x, y);
   px_[i] = c;
-  if (journal_.size() >= kJournalLimit) [[unlikely]] {
-    for (std::uint32_t j : journal_) {
-      const int jx = static_cast<int>(j % width_), jy = static_cast<int>(j / width_);
-      unsure_.unite({jx, jy, jx, jy});
-    }
-    journal_.clear();
-  }
+  if (journal_.size() >= kJournalLimit) [[unlikely]]
+    foldJournal();
   journal_.push_back(static_cast<std::uint32_t>(i));
   touched({x, y, x, y});
 }
@@ -258,6 +265,9 @@ void Surface::Line(LineFlags flags, double x1, double y1, double x2, double y2, 
         });
         journal_.erase(kept, journal_.end());
         if (r.contains(unsure_)) unsure_ = {};
+        // Pixels drawn outside the box stay; past a handful they fold into
+        // the unsure rectangle so that later wipes don't walk them again.
+        if (journal_.size() > kJournalLeftoverLimit) foldJournal();
         touched(r);
       } else {
         fillRect(r, c);
@@ -309,37 +319,49 @@ Long Surface::FloodFill(Long /*hdc*/, Long x, Long y, Colour boundary) {
   const bool record = brush != boundary;
   fill_spans_.clear();
   fill_stack_.clear();
-  fill_stack_.push_back(x);
-  fill_stack_.push_back(y);
-  PixelRect box{x, y, x, y};
-  while (!fill_stack_.empty()) {
-    const int sy = fill_stack_.back();
-    fill_stack_.pop_back();
-    const int sx = fill_stack_.back();
-    fill_stack_.pop_back();
-    Colour* row = px + static_cast<std::size_t>(sy) * w;
-    if (row[sx] == boundary) continue;
-    int xl = sx, xr = sx;
-    while (xl > 0 && row[xl - 1] != boundary) --xl;
-    while (xr < w - 1 && row[xr + 1] != boundary) ++xr;
-    std::fill(row + xl, row + xr + 1, boundary);
+  PixelRect box;
+  auto fillSpan = [&](Colour* row, int y, int l, int r) {
+    std::fill(row + l, row + r + 1, boundary);
     if (record) {
-      fill_spans_.push_back(sy);
-      fill_spans_.push_back(xl);
-      fill_spans_.push_back(xr);
+      fill_spans_.push_back(y);
+      fill_spans_.push_back(l);
+      fill_spans_.push_back(r);
     }
-    box.unite({xl, sy, xr, sy});
-    for (int ny = sy - 1; ny <= sy + 1; ny += 2) {
-      if (ny < 0 || ny >= h) continue;
-      const Colour* nrow = px + static_cast<std::size_t>(ny) * w;
-      int i = xl;
-      while (i <= xr) {
-        while (i <= xr && nrow[i] == boundary) ++i;
-        if (i > xr) break;
-        fill_stack_.push_back(i);
-        fill_stack_.push_back(ny);
-        while (i <= xr && nrow[i] != boundary) ++i;
-      }
+    box.unite({l, y, r, y});
+  };
+  auto push = [&](int y, int l, int r, int dy) {
+    if (y < 0 || y >= h) return;
+    fill_stack_.insert(fill_stack_.end(), {y, l, r, dy});
+  };
+  {
+    Colour* row = px + static_cast<std::size_t>(y) * w;
+    const int l = scan::findEqualBackward(row, x, boundary) + 1;
+    const int r = scan::findEqual(row, x, w, boundary) - 1;
+    fillSpan(row, y, l, r);
+    push(y + 1, l, r, 1);
+    push(y - 1, l, r, -1);
+  }
+  // Each entry: the span [x1, x2] of row y - dy is done; explore row y.
+  while (!fill_stack_.empty()) {
+    const int dy = fill_stack_.back();
+    const int x2 = fill_stack_[fill_stack_.size() - 2];
+    const int x1 = fill_stack_[fill_stack_.size() - 3];
+    const int sy = fill_stack_[fill_stack_.size() - 4];
+    fill_stack_.resize(fill_stack_.size() - 4);
+    Colour* row = px + static_cast<std::size_t>(sy) * w;
+    int xs = x1;
+    while (xs <= x2) {
+      xs = scan::findNotEqual(row, xs, x2 + 1, boundary);
+      if (xs > x2) break;
+      // Only the first run can reach left of the parent span.
+      const int l = xs == x1 ? scan::findEqualBackward(row, x1, boundary) + 1 : xs;
+      const int r = scan::findEqual(row, xs, w, boundary) - 1;
+      fillSpan(row, sy, l, r);
+      push(sy + dy, l, r, dy);
+      // Overhangs beyond the parent span lead back the other way.
+      if (l < x1) push(sy - dy, l, x1 - 1, -dy);
+      if (r > x2) push(sy - dy, x2 + 1, r, -dy);
+      xs = r + 2;
     }
   }
   if (record) {

@@ -103,6 +103,7 @@ class Surface {
   void flush() const;
   void eraseNow() const;
   void touched(const PixelRect& r) const;
+  void foldJournal() const;
   void fillRect(const PixelRect& r, Colour c) const;
   void setPixel(int x, int y, Colour c);
   void lineSegment(int x0, int y0, int x1, int y1, Colour c);
