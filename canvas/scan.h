@@ -66,4 +66,17 @@ inline int findEqualBackward(const Colour* p, int from, Colour v) {
   return -1;
 }
 
+// p[0..n) = v.
+inline void fill(Colour* p, int n, Colour v) {
+  int i = 0;
+#if defined(__SSE2__)
+  const __m128i value = _mm_set1_epi32(v);
+  for (; i + 8 <= n; i += 8) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + i), value);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + i + 4), value);
+  }
+#endif
+  for (; i < n; ++i) p[i] = v;
+}
+
 }  // namespace tavrel::scan

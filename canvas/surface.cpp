@@ -96,7 +96,7 @@ void Surface::eraseNow() const {
     fillRect(unsure_.intersected(bounds()), back_);
     for (std::uint32_t i : journal_) px_[i] = back_;
   } else {
-    std::fill(px_.begin(), px_.end(), back_);
+    scan::fill(px_.data(), static_cast<int>(px_.size()), back_);
   }
   journal_.clear();
   unsure_ = {};
@@ -119,7 +119,7 @@ void Surface::touched(const PixelRect& r) const {
 void Surface::fillRect(const PixelRect& r, Colour c) const {
   if (r.empty()) return;
   const int w = r.right - r.left + 1;
-  for (int y = r.top; y <= r.bottom; ++y) std::fill_n(&px_[index(r.left, y)], w, c);
+  for (int y = r.top; y <= r.bottom; ++y) scan::fill(&px_[index(r.left, y)], w, c);
   touched(r);
 }
 
@@ -321,7 +321,7 @@ Long Surface::FloodFill(Long /*hdc*/, Long x, Long y, Colour boundary) {
   fill_stack_.clear();
   PixelRect box;
   auto fillSpan = [&](Colour* row, int y, int l, int r) {
-    std::fill(row + l, row + r + 1, boundary);
+    scan::fill(row + l, r - l + 1, boundary);
     if (record) {
       fill_spans_.push_back(y);
       fill_spans_.push_back(l);
@@ -367,7 +367,7 @@ Long Surface::FloodFill(Long /*hdc*/, Long x, Long y, Colour boundary) {
   if (record) {
     for (std::size_t k = 0; k < fill_spans_.size(); k += 3) {
       Colour* row = px + static_cast<std::size_t>(fill_spans_[k]) * w;
-      std::fill(row + fill_spans_[k + 1], row + fill_spans_[k + 2] + 1, brush);
+      scan::fill(row + fill_spans_[k + 1], fill_spans_[k + 2] - fill_spans_[k + 1] + 1, brush);
     }
   }
   unsure_.unite(box);
