@@ -3,6 +3,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 namespace tavrel {
@@ -114,6 +115,13 @@ constexpr std::array<double, 23> kPow10 = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1
                                            1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
                                            1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 
+constexpr std::array<std::uint64_t, 23> kPow5 = [] {
+  std::array<std::uint64_t, 23> p{};
+  p[0] = 1;
+  for (std::size_t i = 1; i < p.size(); ++i) p[i] = p[i - 1] * 5;
+  return p;
+}();
+
 }  // namespace
 
 double roundTrip15(double x) {
@@ -139,12 +147,12 @@ double roundTrip15(double x) {
   }
   const int k = 14 - e;  // scale that leaves 15 digits before the point
   // ax * 10^k exactly, as mantissa * 5^k * 2^(exp + k), rounded half to even.
-  int exp2 = 0;
-  const double frac = std::frexp(ax, &exp2);
-  const auto mant = static_cast<unsigned __int128>(std::ldexp(frac, 53));
-  exp2 -= 53;
-  unsigned __int128 m = mant;
-  for (int i = 0; i < k; ++i) m *= 5;
+  std::uint64_t bits;
+  std::memcpy(&bits, &ax, sizeof bits);
+  const int biased = static_cast<int>(bits >> 52);  // ax is normal in this range
+  const std::uint64_t mant = (bits & ((std::uint64_t{1} << 52) - 1)) | (std::uint64_t{1} << 52);
+  const int exp2 = biased - 1075;  // ax = mant * 2^exp2
+  const unsigned __int128 m = static_cast<unsigned __int128>(mant) * kPow5[static_cast<std::size_t>(k)];
   const int shift = exp2 + k;
   unsigned __int128 n;
   if (shift >= 0) {
