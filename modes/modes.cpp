@@ -1,0 +1,249 @@
+#include "modes/modes.h"
+
+#include <exception>
+
+#include "pattern/makeshape2.h"
+#include "shape/makeshape.h"
+
+namespace tavrel {
+
+namespace {
+
+// From the first picture load on, a step that fails is skipped and the next
+// one runs: the start-up and the main loop never stop on a failure. Only
+// ordinary errors are passed over; the end of the program goes through.
+template <typename Step>
+void skipOnError(Step&& step) {
+  try {
+    step();
+  } catch (const std::exception&) {
+  }
+}
+
+double direction(AppState& st) { return Int(2 * st.Rnd()) + 1 == 1 ? 0.01 : -0.01; }
+
+void loadBackdrop(RunHost& host, int slot) {
+  Picture p;
+  if (host.LoadPicture(backdropFile(slot), p)) host.SurfaceWindow().setPicture(std::move(p));
+}
+
+void blackBox(RunHost& host) {
+  host.SurfaceWindow().Line(LineFlags::FilledBox, 0, 0, 1000, 1000, QBColor(0));
+}
+
+// Clears slots 1 to 7 once all of them are marked: a new cycle begins.
+void startNewCycleIfDone(AppState& st) {
+  for (int i = 1; i <= 7; ++i)
+    if (st.slideshown[i] != 1) return;
+  for (int i = 1; i <= 7; ++i) st.slideshown[i] = 0;
+}
+
+}  // namespace
+
+std::string backdropFile(int slot) { return "example" + std::to_string(slot) + ".bmp"; }
+
+void startup(RunHost& host, AppState& st) {
+  // The start screen.
+  st.tcolor = 1;
+  st.rnd.Randomize(host.secondsSinceMidnight());
+  int pick = 0;
+  do pick = static_cast<int>(Int(st.Rnd() * 7) + 1);
+  while (pick == 1);
+  skipOnError([&] { loadBackdrop(host, pick); });
+  skipOnError([&] {
+    st.slideshown[pick] = 1;
+    st.slideshown[1] = 1;
+    st.lastpic = pick;
+    st.centerf = 0;
+    host.setMenuVisible(Menu::options, false);
+    host.setMenuVisible(Menu::patmode5, false);
+    host.setMenuVisible(Menu::orderinfo, false);
+  });
+  // Wait for "Click to begin"; the backdrop rotation ticks in here.
+  for (;;) {
+    skipOnError([&] { host.DoEvents(); });
+    bool waiting = true;
+    skipOnError([&] { waiting = host.isVisible(Control::Command3); });
+    if (!waiting) break;
+  }
+
+  skipOnError([&] { host.setTimerEnabled(TimerId::Timer4, false); });
+  skipOnError([&] { host.SurfaceWindow().setPicture(nullptr); });
+  skipOnError([&] { blackBox(host); });
+  skipOnError([&] { host.DoEvents(); });
+  for (int i = 1; i <= 7; ++i) st.slideshown[i] = 0;
+
+  // First values and the first generation.
+  skipOnError([&] {
+    st.ssg = 4;
+    st.detailf = 20;
+    st.complexy = 2;
+    st.swidth = 100;
+    st.a = Int(host.ScaleWidth() / 2.0);
+    st.b = Int(host.ScaleHeight() / 2.0) - st.swidth / 2;
+    st.az = st.a;
+    st.bz = st.b;
+    st.abb = Int(st.Rnd() * ((host.ScaleWidth() - st.swidth / 2) - 10)) + 1;
+    st.dbb = Int(st.Rnd() * ((host.ScaleHeight() - st.swidth / 2) - 10)) + 1;
+    st.awb = direction(st);
+    st.bwb = direction(st);
+  });
+  skipOnError([&] {
+    if (st.mpattern == 0) makeshape(host, st);
+  });
+  skipOnError([&] {
+    if (st.mpattern == 1) makeshape2(host, st);
+  });
+
+  for (;;) skipOnError([&] { mainLoopTurn(host, st); });
+}
+
+void command3Click(RunHost& host, AppState&) {
+  host.setVisible(Control::Command3, false);
+  host.setMenuVisible(Menu::options, true);
+  host.setMenuVisible(Menu::patmode5, true);
+  host.setMenuVisible(Menu::orderinfo, true);
+  host.showControlPanel();
+}
+
+void mainLoopTurn(RunHost& host, AppState& st) {
+  const bool paced = host.isVisible(Control::Picture1) && st.nwait4 == 1;
+  if (paced) {
+    st.awb = st.awb * 100;
+    st.bwb = st.bwb * 100;
+  }
+  st.abb = st.abb + st.awb;
+  st.dbb = st.dbb + st.bwb;
+  if (paced) {
+    // Steps go back to 0.01 before any handler can see them.
+    st.awb = st.awb / 100;
+    st.bwb = st.bwb / 100;
+    st.hhmmf = 1;
+    host.setTimerInterval(TimerId::Timer7, 1);
+    host.setTimerEnabled(TimerId::Timer7, true);
+    do host.DoEvents();
+    while (st.hhmmf != 0);
+    host.setTimerEnabled(TimerId::Timer7, false);
+  }
+  st.abb = st.abb + st.awb;
+  st.dbb = st.dbb + st.bwb;
+  host.movePicture1(CSng(st.abb), CSng(st.dbb));
+  if (st.abb + st.swidth + st.awb > host.ScaleWidth() || st.abb + st.awb < 0) st.awb = -st.awb;
+  if (st.dbb + st.swidth + st.bwb > host.ScaleHeight() || st.dbb + st.bwb < 0) st.bwb = -st.bwb;
+  host.DoEvents();
+}
+
+void timer7Tick(RunHost&, AppState& st) { st.hhmmf = 0; }
+
+void command1Click(RunHost& host, AppState& st) {
+  host.DoEvents();
+  st.circle2 = 0;
+  // Two tests of their own: a choice made during the first generation's
+  // event pump runs the other generator right after it.
+  if (st.mpattern == 0) makeshape(host, st);
+  if (st.mpattern == 1) makeshape2(host, st);
+}
+
+void timer1Tick(RunHost& host, AppState& st) {
+  if (st.ggmbj == 0) makeshape(host, st);
+  if (st.ggmbj == 1) makeshape2(host, st);
+}
+
+void ssaverClick(RunHost& host, AppState& st) {
+  if (st.ssmode == 1) return;
+  if (Val(host.text(Field::Text2)) < 40) host.setText(Field::Text2, "40");
+  if (Val(host.text(Field::Text3)) < 1) host.setText(Field::Text3, "1");
+  st.ssmode = 1;
+  blackBox(host);
+  Surface& pic = host.SurfacePicture1();
+  const int side = static_cast<int>(st.swidth + 2);
+  pic.resize(side, pic.height());  // Width first, then Height
+  pic.resize(side, side);
+  host.setVisible(Control::Picture1, true);
+  double s = Val(host.text(Field::Text5));
+  if (s < 1) s = 1;
+  if (s > 50) s = 50;
+  host.setText(Field::Text5, LTrim(Str(s)));
+  host.setTimerInterval(TimerId::Timer1, CLng(Val(host.text(Field::Text5)) * 1000));
+  host.setTimerEnabled(TimerId::Timer1, true);
+  host.setChecked(Menu::regmode, false);
+  host.setChecked(Menu::ssaver, true);
+  host.hideControlPanel();
+  st.awb = direction(st);
+  st.bwb = direction(st);
+  // The bounce starts where the shape stood.
+  st.abb = Int(host.ScaleWidth() / 2.0) - st.swidth / 2;
+  st.dbb = Int(host.ScaleHeight() / 2.0) - st.swidth / 2;
+  host.movePicture1(CSng(st.abb), CSng(st.dbb));
+}
+
+void regmodeClick(RunHost& host, AppState& st) {
+  if (st.ssmode == 0) return;
+  blackBox(host);
+  host.setVisible(Control::Picture1, false);
+  host.setTimerEnabled(TimerId::Timer1, false);
+  host.setChecked(Menu::regmode, true);
+  host.setChecked(Menu::ssaver, false);
+  st.ssmode = 0;
+  if (!host.isVisible(Control::Label6)) host.showControlPanel();
+  // The newest shape comes back onto the window, one pixel up and to the
+  // left of where it was drawn and one pixel larger.
+  const double side = st.swidth + 1;
+  bool ok = false;
+  try {
+    const Picture shape = host.SurfacePicture1().Image();
+    ok = host.SurfaceWindow().PaintPicture(*shape, Int(host.ScaleWidth() / 2.0) - st.swidth / 2,
+                                           Int(host.ScaleHeight() / 2.0) - st.swidth / 2, side,
+                                           side, 1, 1, side, side);
+  } catch (const std::exception&) {
+    ok = false;
+  }
+  if (!ok) host.End();
+}
+
+void nextslide(RunHost& host, AppState& st) {
+  startNewCycleIfDone(st);
+  st.slideshown[2] = 1;  // slot 2 holds no slide
+  int pick = 0;
+  do pick = static_cast<int>(Int(st.Rnd() * 7) + 1);
+  while (st.slideshown[pick] == 1 || pick == st.lastslide);
+  // Slot 1 is Picture4, slots 3 to 7 are Picture5 to Picture9.
+  host.setPicture2(host.slidePicture(pick == 1 ? 4 : pick + 2));
+  st.slideshown[pick] = 1;
+  st.lastslide = pick;
+}
+
+void orderinfoClick(RunHost& host, AppState& st) {
+  if (host.isVisible(Control::Label6)) return;
+  host.setVisible(Control::Label6, true);
+  host.setVisible(Control::Picture2, true);
+  host.hideControlPanel();
+  nextslide(host, st);
+  host.setTimerEnabled(TimerId::Timer2, true);
+}
+
+void timer2Tick(RunHost& host, AppState& st) { nextslide(host, st); }
+
+void windowMouseDown(RunHost& host, AppState& st) {
+  if (!host.isVisible(Control::Label6)) return;
+  host.setVisible(Control::Label6, false);
+  host.setTimerEnabled(TimerId::Timer2, false);
+  host.setVisible(Control::Picture2, false);
+  if (st.ssmode == 0) host.showControlPanel();
+}
+
+void timer4Tick(RunHost& host, AppState& st) {
+  startNewCycleIfDone(st);
+  int pick = 0;
+  for (;;) {
+    do pick = static_cast<int>(Int(st.Rnd() * 7) + 1);
+    while (st.slideshown[pick] == 1 || pick == st.lastpic);
+    if (pick != 1) break;  // the embedded picture stays out of the rotation
+  }
+  skipOnError([&] { loadBackdrop(host, pick); });
+  st.slideshown[pick] = 1;
+  st.slideshown[1] = 1;
+  st.lastpic = pick;
+}
+
+}  // namespace tavrel
