@@ -1,15 +1,29 @@
 #include "pattern/makeshape2.h"
 
-#include "shape/stages.h"
+#include "pattern/tile.h"
 
 namespace tavrel {
 
 using namespace stages;
 
-namespace {
+namespace tile {
 
-// Gives the top left corner of the tile the colour of the top right one when
-// the painter left it white: the scan never visits that quarter itself.
+void restartPoint(Surface& win, AppState& st, Orbit& o, Centre c) {
+  const double half = st.swidth / 2;
+  win.Line(LineFlags::Box, c.x - half + 1, c.y - half + 1, c.x + half - 1, c.y + half - 1,
+           OutlineColor);
+  st.hhmn = 0;
+  placeAtCentre(st, o, c);
+}
+
+bool reachesFrame(const AppState& st, Centre c) {
+  const double half = st.swidth / 2;
+  return Int(st.a) <= c.x - half || Int(st.a) >= c.x + half || Int(st.b) <= c.y - half ||
+         Int(st.b) >= c.y + half;
+}
+
+bool tooManyCrossings(const AppState& st) { return st.hhmn > st.swidth / 4; }
+
 void cornerPatch(Surface& win, AppState& st, Centre c) {
   const double half = st.swidth / 2;
   const double leftX = c.x - half + 6, rightX = c.x + half - 6, y = c.y - half + 6;
@@ -19,7 +33,9 @@ void cornerPatch(Surface& win, AppState& st, Centre c) {
   win.FloodFill(win.hDC(), CLng(leftX), CLng(y), OutlineColor);
 }
 
-}  // namespace
+}  // namespace tile
+
+using namespace tile;
 
 GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
   GenerationStats stats;
@@ -47,11 +63,8 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
   for (;;) {  // restart point
     const Centre c = centreOf(host);
     const double half = st.swidth / 2;
-    win.Line(LineFlags::Box, c.x - half + 1, c.y - half + 1, c.x + half - 1, c.y + half - 1,
-             OutlineColor);
-    st.hhmn = 0;
+    restartPoint(win, st, o, c);
     double turncount = 0;
-    placeAtCentre(st, o, c);
 
     bool failed = false;
     const int passes = st.nsides == 8 ? 2 : 1;
@@ -69,9 +82,7 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
         if (pass == 0) plotEdgePoints(win, st, o, true);
         else plotDiagonals(win, o);
         walk.twistTiming(st);
-        if (Int(st.a) <= c.x - half || Int(st.a) >= c.x + half || Int(st.b) <= c.y - half ||
-            Int(st.b) >= c.y + half)
-          break;
+        if (reachesFrame(st, c)) break;
         turncount = turncount + 1;
         if (st.nsides == 8 && turncount >= turnlimit) break;
         moveEdgePoints(st, o, walk.stepx, walk.stepy);
@@ -80,7 +91,7 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
       }
       stats.turns += turns;
     }
-    if (!failed && st.hhmn > st.swidth / 4) failed = true;
+    if (!failed && tooManyCrossings(st)) failed = true;
     if (!failed) break;
 
     ++stats.restarts;
