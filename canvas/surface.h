@@ -17,6 +17,7 @@ struct ImageData {
   std::vector<Colour> pixels;  // row-major, top row first
 
   Colour at(int x, int y) const { return pixels[static_cast<std::size_t>(y) * width + x]; }
+  bool operator==(const ImageData&) const = default;
 };
 using Picture = std::shared_ptr<const ImageData>;
 

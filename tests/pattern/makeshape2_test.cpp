@@ -1,0 +1,225 @@
+#include "pattern/makeshape2.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "pattern/tile.h"
+
+namespace tavrel {
+namespace {
+
+using stages::Centre;
+using stages::Orbit;
+
+constexpr Colour kWhite15 = 0xFFFFFF;
+
+struct Tile {
+  HeadlessHost host{400, 300};
+  AppState st;
+  GenerationStats stats;
+
+  explicit Tile(std::uint32_t seed, std::string sides = "4", double tcolor = 1) {
+    st.rnd.Randomize(seed);
+    st.tcolor = tcolor;
+    st.swidth = 100;
+    host.fields[3] = std::move(sides);
+    stats = makeshape2(host, st);
+  }
+  Colour at(int x, int y) { return host.SurfacePicture1().pixel(x, y); }
+};
+
+// Counts pixels of the 101 x 101 tile whose image under `mirror` differs
+// by `same`; the tile's centre is Picture1's (50, 50).
+int mismatches(Tile& t, const std::function<bool(Colour, Colour)>& same) {
+  int bad = 0;
+  for (int y = 1; y <= 99; ++y)
+    for (int x = 1; x <= 99; ++x) {
+      const Colour c = t.at(x, y);
+      for (auto [mx, my] : {std::pair{100 - x, y}, {x, 100 - y}, {y, x}})
+        if (!same(c, t.at(mx, my))) ++bad;
+    }
+  return bad;
+}
+
+TEST(TileRestartPoint, FrameAt49AnchorsAtTheCentre) {
+  Surface win(400, 301, kWhite15);
+  AppState st;
+  st.swidth = 100;
+  st.hhmn = 7;
+  Orbit o;
+  const Centre c{200, 150};  // an odd height puts the centre on the lower row
+  tile::restartPoint(win, st, o, c);
+  EXPECT_EQ(win.Point(c.x - 49, c.y), OutlineColor);
+  EXPECT_EQ(win.Point(c.x + 49, c.y + 49), OutlineColor);
+  EXPECT_EQ(win.Point(c.x - 50, c.y), kWhite15);
+  EXPECT_EQ(win.Point(c.x, c.y + 50), kWhite15);
+  EXPECT_EQ(win.Point(c.x, c.y), kWhite15);
+  EXPECT_EQ(st.hhmn, 0);
+  EXPECT_EQ(st.a, c.x);
+  EXPECT_EQ(st.b, c.y);
+  EXPECT_EQ(st.p5ytext.value(), c.y);
+  for (double v : {o.p2x, o.p3x, o.p4x, o.p5x, o.p6x, o.p7x, o.p8x}) EXPECT_EQ(v, c.x);
+  for (double v : {o.p2y, o.p3y, o.p4y, o.p6y, o.p7y, o.p8y}) EXPECT_EQ(v, c.y);
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(o.qx[i] + o.qy[i], c.x + c.y);
+}
+
+TEST(TileWalk, FirstMoveFromTheCentre) {
+  AppState st;
+  Orbit o;
+  stages::placeAtCentre(st, o, {400, 300});
+  stages::moveEdgePoints(st, o, 0.5, 0.25);
+  EXPECT_EQ(st.a, 400.5);
+  EXPECT_EQ(st.b, 300.25);
+  EXPECT_EQ(o.p2x, 399.5);
+  EXPECT_EQ(o.p2y, 300.25);
+  EXPECT_EQ(o.p3x, 399.5);
+  EXPECT_EQ(o.p3y, 299.75);
+  EXPECT_EQ(o.p4x, 400.5);
+  EXPECT_EQ(o.p4y, 299.75);
+  EXPECT_EQ(o.p5x, 400.25);
+  EXPECT_EQ(st.p5ytext.value(), 299.5);
+  EXPECT_EQ(o.p6x, 400.25);
+  EXPECT_EQ(o.p6y, 300.5);
+  EXPECT_EQ(o.p7x, 399.75);
+  EXPECT_EQ(o.p7y, 300.5);
+  EXPECT_EQ(o.p8x, 399.75);
+  EXPECT_EQ(o.p8y, 299.5);
+}
+
+TEST(TileWalk, FrameTestRoundsDownOnBothSidesAndCrossingLimitIs25) {
+  AppState st;
+  st.swidth = 100;
+  const Centre c{400, 300};
+  st.b = 300;
+  st.a = c.x - 49.5;
+  EXPECT_TRUE(tile::reachesFrame(st, c));
+  st.a = c.x + 49.5;
+  EXPECT_FALSE(tile::reachesFrame(st, c));
+  st.a = c.x + 50;
+  EXPECT_TRUE(tile::reachesFrame(st, c));
+  st.a = c.x;
+  st.b = c.y + 49.99;
+  EXPECT_FALSE(tile::reachesFrame(st, c));
+  st.b = c.y - 49.01;
+  EXPECT_TRUE(tile::reachesFrame(st, c));
+
+  st.hhmn = 25;
+  EXPECT_FALSE(tile::tooManyCrossings(st));
+  st.hhmn = 26;
+  EXPECT_TRUE(tile::tooManyCrossings(st));
+  st.nsides = 0;  // the side count does not scale a tile's limit
+  EXPECT_TRUE(tile::tooManyCrossings(st));
+}
+
+// A tile quarter: the frame, and an arm closing off the top left corner.
+struct PatchCase {
+  Surface win{200, 200, kWhite15};
+  AppState st;
+  const Centre c{100, 100};
+  PatchCase() {
+    st.swidth = 100;
+    win.Line(LineFlags::Box, 51, 51, 149, 149, OutlineColor);
+    win.Line(LineFlags::Line, 52, 70, 71, 51, OutlineColor);  // a diagonal arm, closed for the fill
+    st.fillcolor = 0x123456;
+  }
+};
+
+TEST(TileCornerPatch, FourCases) {
+  {  // the left sample is painted: nothing changes, not even the brush
+    PatchCase p;
+    p.win.FloodFill(1, 56, 56, OutlineColor);
+    const Colour before = p.win.Point(56, 56);
+    tile::cornerPatch(p.win, p.st, p.c);
+    EXPECT_EQ(p.win.Point(56, 56), before);
+    EXPECT_EQ(p.st.fillcolor, 0x123456);
+  }
+  {  // left white, right coloured: the left region takes exactly that colour
+    PatchCase p;
+    p.win.Line(LineFlags::FilledBox, 144, 56, 144, 56, 0x00AA00);
+    tile::cornerPatch(p.win, p.st, p.c);
+    EXPECT_EQ(p.win.Point(56, 56), 0x00AA00);
+    EXPECT_EQ(p.win.Point(53, 53), 0x00AA00);
+    EXPECT_EQ(p.win.Point(100, 100), kWhite15);  // beyond the arm
+    EXPECT_EQ(p.st.fillcolor, 0x00AA00);
+  }
+  {  // both white: white on white, nothing shows
+    PatchCase p;
+    tile::cornerPatch(p.win, p.st, p.c);
+    EXPECT_EQ(p.win.Point(56, 56), kWhite15);
+    EXPECT_EQ(p.win.Point(100, 100), kWhite15);
+  }
+  {  // the right sample on an arm: the left region takes the boundary colour
+    PatchCase p;
+    p.win.Line(LineFlags::FilledBox, 144, 56, 144, 56, OutlineColor);
+    tile::cornerPatch(p.win, p.st, p.c);
+    EXPECT_EQ(p.win.Point(56, 56), OutlineColor);
+    EXPECT_EQ(p.win.Point(100, 100), kWhite15);
+  }
+}
+
+TEST(Makeshape2, EightSidesGiveFrameCentrePixelAndOneColour) {
+  for (std::uint32_t seed : {1u, 2u, 3u}) {
+    Tile t(seed, "8", seed == 3 ? 0 : 1);
+    EXPECT_EQ(t.stats.restarts, 0);
+    const Colour inside = t.at(10, 10);
+    EXPECT_NE(inside, kWhite15);
+    EXPECT_NE(inside, OutlineColor);
+    for (int y = 1; y <= 100; ++y)
+      for (int x = 1; x <= 100; ++x) {
+        const bool frame = x == 1 || x == 99 || y == 1 || y == 99 || x == 100 || y == 100;
+        const bool centre = x == 50 && y == 50;
+        ASSERT_EQ(t.at(x, y), frame || centre ? OutlineColor : inside)
+            << "seed " << seed << " at " << x << "," << y;
+      }
+  }
+}
+
+TEST(Makeshape2, TilesAreEightFoldSymmetricAndDeterministic) {
+  for (std::uint32_t seed = 1; seed <= 12; ++seed) {
+    Tile t(seed, "4", seed % 2);
+    // The arms and the frame are exact mirror images of each other.
+    EXPECT_EQ(mismatches(t, [](Colour a, Colour b) { return (a == 1) == (b == 1); }), 0)
+        << "seed " << seed;
+    // Colours mirror too, except where a seed fell on an arm and left a
+    // region white.
+    EXPECT_EQ(mismatches(t,
+                         [](Colour a, Colour b) {
+                           return a == b || a == kWhite15 || b == kWhite15;
+                         }),
+              0)
+        << "seed " << seed;
+    EXPECT_EQ(t.st.centerf, 0);
+    EXPECT_EQ(t.host.fields[1], "100");
+    // Outside the frame everything is the boundary colour, up to the box.
+    const Surface& win = t.host.SurfaceWindow();
+    EXPECT_EQ(win.pixel(5, 5), OutlineColor);
+    EXPECT_EQ(win.pixel(200 - 50, 150), OutlineColor);
+
+    Tile again(seed, "4", seed % 2);
+    EXPECT_EQ(*t.host.SurfacePicture1().Image(), *again.host.SurfacePicture1().Image());
+  }
+}
+
+TEST(Makeshape2, WindowPictureIsClearedAndFieldsClamped) {
+  HeadlessHost host(300, 240);
+  auto backdrop = std::make_shared<ImageData>();
+  backdrop->width = backdrop->height = 4;
+  backdrop->pixels.assign(16, 0x0000FF);
+  host.SurfaceWindow().setPicture(backdrop);
+  host.fields[2] = "30";
+  host.fields[0] = "-3";
+  host.fields[4] = "abc";
+  AppState st;
+  st.centerf = 1;
+  makeshape2(host, st);
+  EXPECT_EQ(host.SurfaceWindow().picture(), nullptr);
+  EXPECT_EQ(host.fields[2], "25");
+  EXPECT_EQ(host.fields[0], "0");
+  EXPECT_EQ(host.fields[4], "1");
+  EXPECT_EQ(st.centerf, 0);
+  EXPECT_EQ(host.doEventsCalls, 1);
+}
+
+}  // namespace
+}  // namespace tavrel
