@@ -1,0 +1,83 @@
+// A window without a toolkit: controls as flags, timers as numbers, and an
+// event queue that DoEvents drains, so the run modes can be stepped through.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <set>
+
+#include "modes/run_host.h"
+
+namespace tavrel {
+
+struct Ended {};  // thrown by End, so a test can see the program stop
+
+class FakeRunHost : public RunHost {
+ public:
+  FakeRunHost(int w, int h) : window_(w, h, kBlack), picture1_(201, 161) {}
+
+  std::string fields[5] = {"0", "100", "16", "4", "10"};
+  std::map<Control, bool> visible{{Control::Command1, true}, {Control::Command3, true}};
+  bool panelShown = false;
+  std::map<Menu, bool> menuVisible, checked{{Menu::regmode, true}};
+  std::map<TimerId, bool> enabled{{TimerId::Timer4, true}, {TimerId::Timer7, true}};
+  std::map<TimerId, Long> interval{{TimerId::Timer2, 3000}, {TimerId::Timer4, 5000}};
+  float left = 0, top = 0;
+  std::set<std::string> files;       // bitmaps that load
+  std::vector<std::string> loads;    // every load asked for
+  Picture picture2;
+  std::deque<std::function<void()>> events;  // handed out by DoEvents
+  int doEvents = 0;
+
+  std::string text(Field f) override { return fields[static_cast<int>(f)]; }
+  void setText(Field f, const std::string& s) override { fields[static_cast<int>(f)] = s; }
+  bool option2Value() override { return true; }
+  void maximize() override {}
+  void DoEvents() override {
+    ++doEvents;
+    // Only what is pending now; handlers may post more for the next call.
+    std::deque<std::function<void()>> pending;
+    pending.swap(events);
+    for (auto& e : pending) e();
+  }
+  [[noreturn]] void End() override { throw Ended{}; }
+  Surface& SurfaceWindow() override { return window_; }
+  Surface& SurfacePicture1() override { return picture1_; }
+
+  bool isVisible(Control c) override { return visible[c]; }
+  void setVisible(Control c, bool v) override { visible[c] = v; }
+  void showControlPanel() override { panelShown = visible[Control::Command1] = true; }
+  void hideControlPanel() override { panelShown = visible[Control::Command1] = false; }
+  void setMenuVisible(Menu m, bool v) override { menuVisible[m] = v; }
+  void setChecked(Menu m, bool c) override { checked[m] = c; }
+  void setTimerEnabled(TimerId t, bool e) override { enabled[t] = e; }
+  void setTimerInterval(TimerId t, Long ms) override { interval[t] = ms; }
+  void movePicture1(float l, float t) override {
+    left = l;
+    top = t;
+  }
+  bool LoadPicture(const std::string& name, Picture& out) override {
+    loads.push_back(name);
+    if (!files.count(name)) return false;
+    auto img = std::make_shared<ImageData>();
+    img->width = img->height = 2;
+    img->pixels.assign(4, static_cast<Colour>(name[7] - '0'));  // slot number as colour
+    out = img;
+    return true;
+  }
+  Picture slidePicture(int box) override {
+    auto img = std::make_shared<ImageData>();
+    img->width = img->height = 1;
+    img->pixels.assign(1, box);
+    return img;
+  }
+  void setPicture2(Picture p) override { picture2 = std::move(p); }
+  std::uint32_t secondsSinceMidnight() override { return 4242; }
+
+ private:
+  Surface window_;
+  Surface picture1_;
+};
+
+}  // namespace tavrel

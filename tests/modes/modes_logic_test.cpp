@@ -1,0 +1,211 @@
+// The run modes stepped through a window without a toolkit.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "modes/modes.h"
+#include "shape/makeshape.h"
+#include "tests/modes/fake_run_host.h"
+
+namespace tavrel {
+namespace {
+
+int slotOf(const std::string& file) { return file[7] - '0'; }
+
+TEST(BackdropRotation, EachFileOncePerCycleNeverTwiceInARow) {
+  FakeRunHost host(640, 480);
+  AppState st;
+  st.rnd.Randomize(99);
+  // As the start screen leaves it: its first pick and the embedded picture shown.
+  st.slideshown[5] = st.slideshown[1] = 1;
+  st.lastpic = 5;
+  for (int i = 2; i <= 7; ++i) host.files.insert(backdropFile(i));
+  for (int tick = 0; tick < 5 + 6 * 20; ++tick) timer4Tick(host, st);
+  ASSERT_EQ(host.loads.size(), 125u);
+  std::set<int> firstCycle;
+  for (int i = 0; i < 5; ++i) firstCycle.insert(slotOf(host.loads[i]));
+  EXPECT_EQ(firstCycle, (std::set<int>{2, 3, 4, 6, 7}));
+  for (int c = 0; c < 20; ++c) {
+    std::set<int> cycle;
+    for (int i = 0; i < 6; ++i) cycle.insert(slotOf(host.loads[5 + 6 * c + i]));
+    EXPECT_EQ(cycle, (std::set<int>{2, 3, 4, 5, 6, 7})) << "cycle " << c;
+  }
+  int previous = 5;
+  for (const auto& f : host.loads) {
+    EXPECT_NE(slotOf(f), previous);
+    previous = slotOf(f);
+  }
+  EXPECT_EQ(host.SurfaceWindow().picture()->at(0, 0), previous);
+}
+
+TEST(BackdropRotation, MissingFileCostsOneTickAndKeepsThePicture) {
+  FakeRunHost host(640, 480);
+  AppState st;
+  st.slideshown[1] = 1;
+  host.files.insert("example5.bmp");
+  for (int tick = 0; tick < 18; ++tick) {
+    timer4Tick(host, st);
+    const Picture& shown = host.SurfaceWindow().picture();
+    const bool fiveSeen =
+        std::find(host.loads.begin(), host.loads.end(), "example5.bmp") != host.loads.end();
+    EXPECT_EQ(shown != nullptr, fiveSeen);
+    if (shown) {
+      EXPECT_EQ(shown->at(0, 0), 5);
+    }
+    EXPECT_EQ(st.slideshown[1], 1);
+  }
+}
+
+TEST(InformationPage, SlidesInCyclesOfSixAcrossClosingAndReopening) {
+  FakeRunHost host(640, 480);
+  AppState st;
+  st.rnd.Randomize(3);
+  std::vector<int> shown;
+  auto record = [&] { shown.push_back(host.picture2->at(0, 0)); };
+  for (int round = 0; round < 10; ++round) {
+    orderinfoClick(host, st);
+    record();
+    EXPECT_TRUE(host.enabled[TimerId::Timer2]);
+    orderinfoClick(host, st);  // already open: no new slide
+    EXPECT_EQ(shown.back(), host.picture2->at(0, 0));
+    for (int t = 0; t < round % 4; ++t) {
+      timer2Tick(host, st);
+      record();
+    }
+    windowMouseDown(host, st);
+    EXPECT_FALSE(host.visible[Control::Label6]);
+    EXPECT_FALSE(host.enabled[TimerId::Timer2]);
+    EXPECT_TRUE(host.panelShown);
+  }
+  for (std::size_t i = 0; i + 6 <= shown.size(); i += 6)
+    EXPECT_EQ(std::set<int>(shown.begin() + i, shown.begin() + i + 6),
+              (std::set<int>{4, 5, 6, 7, 8, 9}));
+  for (std::size_t i = 1; i < shown.size(); ++i) EXPECT_NE(shown[i], shown[i - 1]);
+}
+
+TEST(InformationPage, PressDoesNothingWhenClosedAndPanelFollowsTheMode) {
+  FakeRunHost host(640, 480);
+  AppState st;
+  windowMouseDown(host, st);
+  EXPECT_FALSE(host.panelShown);
+  orderinfoClick(host, st);
+  st.ssmode = 1;
+  windowMouseDown(host, st);
+  EXPECT_FALSE(host.panelShown);
+  EXPECT_FALSE(host.visible[Control::Picture2]);
+}
+
+TEST(MainLoop, StepsAndBounces) {
+  FakeRunHost host(640, 480);
+  AppState st;
+  st.swidth = 100;
+  st.abb = 100;
+  st.dbb = 100;
+  st.awb = 0.01;
+  st.bwb = -0.01;
+  mainLoopTurn(host, st);  // hidden: two plain steps
+  EXPECT_NEAR(st.abb, 100.02, 1e-9);
+  EXPECT_NEAR(st.dbb, 99.98, 1e-9);
+  EXPECT_EQ(host.left, CSng(st.abb));
+
+  host.visible[Control::Picture1] = true;
+  st.nwait4 = 1;
+  host.events.push_back([&] {
+    EXPECT_EQ(st.awb, 0.01);  // back to the plain step before any handler runs
+    EXPECT_TRUE(host.enabled[TimerId::Timer7]);
+    timer7Tick(host, st);
+  });
+  mainLoopTurn(host, st);  // paced: 101 steps, one tick of Timer7
+  EXPECT_NEAR(st.abb, 101.03, 1e-9);
+  EXPECT_FALSE(host.enabled[TimerId::Timer7]);
+  EXPECT_EQ(host.interval[TimerId::Timer7], 1);
+
+  st.nwait4 = 0;
+  st.abb = 640 - 100 - 0.015;  // one look-ahead step from the right edge
+  mainLoopTurn(host, st);
+  EXPECT_EQ(st.awb, -0.01);
+  st.dbb = 0.005;
+  mainLoopTurn(host, st);
+  EXPECT_EQ(st.bwb, 0.01);
+}
+
+TEST(Modes, ScreenSaverAndBackClampsCopiesAndTicks) {
+  FakeRunHost host(641, 481);
+  AppState st;
+  st.swidth = 100;
+  st.rnd.Randomize(5);
+  makeshape(host, st);
+  const Picture shape = host.SurfacePicture1().Image();
+  host.fields[1] = "10";
+  host.fields[2] = "0";
+  host.fields[4] = "abc";
+  ssaverClick(host, st);
+  EXPECT_EQ(st.ssmode, 1);
+  EXPECT_EQ(host.fields[1], "40");
+  EXPECT_EQ(host.fields[2], "1");
+  EXPECT_EQ(host.fields[4], "1");
+  EXPECT_EQ(host.interval[TimerId::Timer1], 1000);
+  EXPECT_TRUE(host.enabled[TimerId::Timer1]);
+  EXPECT_TRUE(host.visible[Control::Picture1]);
+  EXPECT_TRUE(host.checked[Menu::ssaver]);
+  EXPECT_FALSE(host.checked[Menu::regmode]);
+  EXPECT_EQ(host.left, 320 - 50);
+  EXPECT_EQ(host.top, 240 - 50);
+  EXPECT_EQ(host.SurfaceWindow().pixel(320, 240), kBlack);
+  EXPECT_EQ(std::abs(st.awb), 0.01);
+
+  host.fields[4] = "7";
+  ssaverClick(host, st);  // already on: not even a new interval
+  EXPECT_EQ(host.interval[TimerId::Timer1], 1000);
+
+  timer1Tick(host, st);  // a new shape, with the near-black cover on the window
+  EXPECT_EQ(host.SurfaceWindow().pixel(320, 240), OutlineColor);
+  const Picture newest = host.SurfacePicture1().Image();
+  EXPECT_NE(*newest, *shape);
+
+  regmodeClick(host, st);
+  EXPECT_EQ(st.ssmode, 0);
+  EXPECT_FALSE(host.visible[Control::Picture1]);
+  EXPECT_FALSE(host.enabled[TimerId::Timer1]);
+  EXPECT_TRUE(host.panelShown);
+  // One pixel up and left of where it was drawn, one pixel larger.
+  const Surface& win = host.SurfaceWindow();
+  for (int y = 0; y <= 100; ++y)
+    for (int x = 0; x <= 100; ++x)
+      ASSERT_EQ(win.pixel(270 + x, 190 + y), newest->at(x + 1, y + 1)) << x << "," << y;
+  EXPECT_EQ(win.pixel(269, 240), kBlack);
+}
+
+TEST(Startup, StartScreenThenFirstShapeThenLoop) {
+  FakeRunHost host(800, 600);
+  AppState st;
+  host.files.insert("example3.bmp");
+  int turns = 0;
+  host.events.push_back([] {});
+  host.events.push_back([&] {
+    EXPECT_FALSE(host.menuVisible[Menu::options]);
+    EXPECT_EQ(st.tcolor, 1);
+    command3Click(host, st);
+  });
+  std::function<void()> countTurns = [&] {
+    if (++turns == 6) throw Ended{};  // a few turns of the main loop
+    host.events.push_back(countTurns);
+  };
+  host.events.push_back(countTurns);
+  EXPECT_THROW(startup(host, st), Ended);
+  EXPECT_NE(slotOf(host.loads.at(0)), 1);
+  EXPECT_TRUE(host.menuVisible[Menu::options]);
+  EXPECT_TRUE(host.menuVisible[Menu::orderinfo]);
+  EXPECT_TRUE(host.panelShown);
+  EXPECT_FALSE(host.enabled[TimerId::Timer4]);
+  EXPECT_EQ(host.SurfaceWindow().picture(), nullptr);
+  for (int i = 1; i <= 7; ++i) EXPECT_EQ(st.slideshown[i], 0);
+  EXPECT_EQ(st.swidth, 100);
+  EXPECT_EQ(std::abs(st.awb), 0.01);
+  // The first shape stands in the middle, on the boundary colour.
+  EXPECT_EQ(host.SurfaceWindow().pixel(5, 5), OutlineColor);
+  EXPECT_EQ(host.SurfacePicture1().width(), 102);
+}
+
+}  // namespace
+}  // namespace tavrel
