@@ -91,7 +91,8 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
       }
       stats.turns += turns;
     }
-    if (!failed && tooManyCrossings(st)) failed = true;
+    if (!failed && tooManyCrossings(st) && stats.restarts < kRestartsBeforeAnyCrossingPasses)
+      failed = true;
     if (!failed) break;
 
     ++stats.restarts;

@@ -9,6 +9,9 @@
 
 namespace tavrel {
 
+// Thrown by hosts that can't stop the process, when the program ends.
+struct ProgramEnded {};
+
 // The input fields that the generators read and write back.
 enum class Field { Text1, Text2, Text3, Text4, Text5 };
 
@@ -51,7 +54,7 @@ class HeadlessHost : public GeneratorHost {
   bool option2Value() override { return option2; }
   void maximize() override {}
   void DoEvents() override { ++doEventsCalls; }
-  [[noreturn]] void End() override { throw RuntimeError("the program ended"); }
+  [[noreturn]] void End() override { throw ProgramEnded{}; }
   Surface& SurfaceWindow() override { return window_; }
   Surface& SurfacePicture1() override { return picture1_; }
 

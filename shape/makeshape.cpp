@@ -25,7 +25,6 @@ GenerationStats makeshape(GeneratorHost& host, AppState& st) {
   Orbit o;
   Walker walk;
   const double sqr2 = std::sqrt(2.0);
-  long turnsThisRun = 0;
 
   for (;;) {  // restart point
     st.hhmn = 0;
@@ -63,8 +62,9 @@ GenerationStats makeshape(GeneratorHost& host, AppState& st) {
       walk.updateAfterStep();
     }
     stats.turns += turns;
-    turnsThisRun += turns;
-    if (!failed && st.hhmn > (st.swidth / 4) * (st.nsides / 4)) failed = true;
+    if (!failed && st.hhmn > (st.swidth / 4) * (st.nsides / 4) &&
+        stats.restarts < kRestartsBeforeAnyCrossingPasses)
+      failed = true;
     if (!failed) break;
 
     // Wipe and restart.
@@ -78,7 +78,6 @@ GenerationStats makeshape(GeneratorHost& host, AppState& st) {
                c.y + half + 1, QBColor(15));
     }
   }
-  (void)turnsThisRun;
 
   const Centre c = centreOf(host);
   paintRegions(host, st, o, c);

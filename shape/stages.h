@@ -76,8 +76,15 @@ void paintRegions(GeneratorHost& host, AppState& st, Orbit& o, Centre c);
 void sizePicture1(GeneratorHost& host, const AppState& st);
 void copyToPicture1(GeneratorHost& host, AppState& st, Centre c);
 
-// Ways out of states that would otherwise never end.
-inline constexpr long kTurnCap = 100000;  // turns of one stroke; never cuts a shorter stroke
+// Ways out of states that would otherwise never end. None of them changes a
+// stroke that passes before it applies.
+// A stroke still walking after this many turns is thrown away.
+inline constexpr long kTurnCap = 100000;
+// From this many restarts on, a wipe also clears the shape's own square,
+// where it reaches past the fixed box.
 inline constexpr long kRestartsBeforeSquareWipe = 1000;
+// From this many restarts on, a stroke that reaches its end inside the area
+// is kept whatever its crossings (a side count below zero fails them all).
+inline constexpr long kRestartsBeforeAnyCrossingPasses = 20000;
 
 }  // namespace tavrel::stages
