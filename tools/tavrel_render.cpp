@@ -1,0 +1,398 @@
+// tavrel-render: runs a generator without a window and writes its pictures as
+// files, for wallpapers, batches and tests.
+//
+// Every option lives in one table below; parsing, defaults, --help and the
+// error messages all come from it.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "canvas/image_io.h"
+#include "pattern/makeshape2.h"
+#include "shape/host.h"
+#include "shape/makeshape.h"
+#include "state/app_state.h"
+
+namespace tavrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kMinSide = 200;
+constexpr int kMaxSide = 16384;
+constexpr int kMaxZoom = 16;
+
+using GeneratorFn = GenerationStats (*)(GeneratorHost&, AppState&);
+
+struct Generator {
+  std::string_view name;
+  GeneratorFn run;  // nullptr while the generator isn't built
+};
+
+constexpr Generator kGenerators[] = {
+    {"shape", makeshape},
+    {"pattern", makeshape2},
+};
+
+struct Settings {
+  const Generator* generator = nullptr;
+  std::optional<std::uint32_t> seed;  // none: taken from the clock
+  long long count = 1;
+  int width = 0, height = 0;
+  std::string detail;
+  std::string sides;
+  bool fancy = true;
+  bool trueColours = true;
+  bool screensaver = false;
+  fs::path out;
+  bool window = false;
+  bool bmp = false;
+  int zoom = 1;
+};
+
+// A failed check gives the message without the option's name.
+using Check = std::optional<std::string>;
+const Check kOk = std::nullopt;
+
+std::string inQuotes(std::string_view v) {
+  std::string q(1, '\'');
+  q.append(v);
+  q.push_back('\'');
+  return q;
+}
+
+template <typename T>
+std::optional<T> wholeNumber(std::string_view text) {
+  T value{};
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (ec != std::errc{} || end != text.data() + text.size() || text.empty()) return std::nullopt;
+  return value;
+}
+
+Check setGenerator(Settings& s, std::string_view v) {
+  for (const Generator& g : kGenerators) {
+    if (g.name == v) {
+      s.generator = &g;
+      return kOk;
+    }
+  }
+  return std::string("unknown generator ") + inQuotes(v);
+}
+
+Check setSeed(Settings& s, std::string_view v) {
+  const auto n = wholeNumber<std::uint64_t>(v);
+  if (!n || *n > 4294967295u) return inQuotes(v) + " is not a seed from 0 to 4294967295";
+  s.seed = static_cast<std::uint32_t>(*n);
+  return kOk;
+}
+
+Check setCount(Settings& s, std::string_view v) {
+  const auto n = wholeNumber<long long>(v);
+  if (!n || *n < 1) return inQuotes(v) + " is not a count of 1 or more";
+  s.count = *n;
+  return kOk;
+}
+
+Check setSurface(Settings& s, std::string_view v) {
+  const auto x = v.find_first_of("xX");
+  const auto w = x == std::string_view::npos ? std::nullopt : wholeNumber<int>(v.substr(0, x));
+  const auto h = x == std::string_view::npos ? std::nullopt : wholeNumber<int>(v.substr(x + 1));
+  const auto inRange = [](std::optional<int> n) { return n && *n >= kMinSide && *n <= kMaxSide; };
+  if (!inRange(w) || !inRange(h)) {
+    return inQuotes(v) + " is not a size from 200x200 to 16384x16384";
+  }
+  s.width = *w;
+  s.height = *h;
+  return kOk;
+}
+
+Check setDetail(Settings& s, std::string_view v) {
+  s.detail = v;
+  return kOk;
+}
+
+Check setSides(Settings& s, std::string_view v) {
+  s.sides = v;
+  return kOk;
+}
+
+Check setStyle(Settings& s, std::string_view v) {
+  if (v != "fancy" && v != "regular")
+    return std::string("style must be fancy or regular, not ") + inQuotes(v);
+  s.fancy = v == "fancy";
+  return kOk;
+}
+
+Check setColors(Settings& s, std::string_view v) {
+  if (v != "true" && v != "basic")
+    return std::string("colors must be true or basic, not ") + inQuotes(v);
+  s.trueColours = v == "true";
+  return kOk;
+}
+
+Check setOut(Settings& s, std::string_view v) {
+  if (v.empty()) return "the folder name is empty";
+  s.out = fs::path(v);
+  return kOk;
+}
+
+Check setZoom(Settings& s, std::string_view v) {
+  const auto n = wholeNumber<int>(v);
+  if (!n || *n < 1 || *n > kMaxZoom) return inQuotes(v) + " is not a zoom from 1 to 16";
+  s.zoom = *n;
+  return kOk;
+}
+
+Check setScreensaver(Settings& s, std::string_view) {
+  s.screensaver = true;
+  return kOk;
+}
+Check setWindow(Settings& s, std::string_view) {
+  s.window = true;
+  return kOk;
+}
+Check setBmp(Settings& s, std::string_view) {
+  s.bmp = true;
+  return kOk;
+}
+
+struct Option {
+  std::string_view name;
+  std::string_view value;     // what the option takes, shown in --help; empty for a switch
+  std::string_view fallback;  // the default, parsed like a given value; empty for none
+  std::string_view help;
+  Check (*apply)(Settings&, std::string_view);
+};
+
+constexpr Option kOptions[] = {
+    {"--generator", "shape|pattern", "shape", "the generator that draws", setGenerator},
+    {"--seed", "N", "", "random seed, 0 to 4294967295 (default: the clock, printed)", setSeed},
+    {"--count", "K", "1", "pictures made in a row, the state carried from one to the next",
+     setCount},
+    {"--surface", "WxH", "1024x768", "size of the drawing surface, 200x200 to 16384x16384",
+     setSurface},
+    {"--detail", "TEXT", "16", "text of the detail field, clamped as the window does", setDetail},
+    {"--style", "fancy|regular", "fancy", "shape style", setStyle},
+    {"--colors", "true|basic", "true", "true colours or the 16 basic ones", setColors},
+    {"--sides", "TEXT", "4", "text of the sides field, clamped as the window does", setSides},
+    {"--screensaver", "", "", "generate as in screen-saver mode", setScreensaver},
+    {"--out", "DIR", ".", "folder that receives the files; it must exist", setOut},
+    {"--window", "", "", "also write the whole surface as <name>-window.png", setWindow},
+    {"--bmp", "", "", "also write every picture as a 24-bit BMP next to its PNG", setBmp},
+    {"--zoom", "Z", "1", "enlarge the written pictures Z times (1 to 16)", setZoom},
+};
+
+void printHelp() {
+  std::cout << "Usage: tavrel-render [OPTION]...\n"
+               "Makes random mirror-symmetric pictures without a window. Picture i goes to\n"
+               "DIR/<generator>-<seed>-<i>.png, the 102 x 102 box of the finished shape;\n"
+               "one line per picture on stdout: file, restarts=N, ms=M.\n\n";
+  constexpr std::size_t kColumn = 26;
+  for (const Option& o : kOptions) {
+    std::string line = "  ";
+    line.append(o.name);
+    if (!o.value.empty()) line.append(" ").append(o.value);
+    line.resize(std::max(line.size() + 1, kColumn + 2), ' ');
+    line.append(o.help);
+    if (!o.fallback.empty()) {
+      std::string fallback = "(default: ";
+      fallback.append(o.fallback).append(")");
+      // Long lines carry their default on a line of its own.
+      if (line.size() + 1 + fallback.size() > 80) {
+        line.append("\n").append(kColumn + 2, ' ');
+      } else {
+        line.append(" ");
+      }
+      line.append(fallback);
+    }
+    std::cout << line << "\n";
+  }
+  std::cout << "  --help                    this text\n\n"
+               "Bad input gives a one-line message and exit status 2, and writes no file.\n";
+}
+
+const Option* findOption(std::string_view name) {
+  for (const Option& o : kOptions) {
+    if (o.name == name) return &o;
+  }
+  return nullptr;
+}
+
+struct Failure {
+  std::string message;
+};
+
+// Options as `--name value` or `--name=value`. Defaults go through the same
+// parsers as given values, so the table is the one place that knows them.
+std::optional<Settings> parse(std::span<char* const> args, bool& helpAsked, Failure& failure) {
+  Settings s;
+  for (const Option& o : kOptions) {
+    if (!o.fallback.empty()) o.apply(s, o.fallback);
+  }
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    std::string_view arg = args[i];
+    if (arg == "--help" || arg == "-h") {
+      helpAsked = true;
+      return std::nullopt;
+    }
+    std::optional<std::string_view> inlineValue;
+    if (const auto eq = arg.find('='); arg.starts_with("--") && eq != std::string_view::npos) {
+      inlineValue = arg.substr(eq + 1);
+      arg = arg.substr(0, eq);
+    }
+    const Option* o = findOption(arg);
+    if (o == nullptr) {
+      failure.message = std::string("unknown option ") + inQuotes(arg);
+      return std::nullopt;
+    }
+    std::string_view value;
+    if (o->value.empty()) {
+      if (inlineValue) {
+        failure.message = std::string(arg) + " takes no value";
+        return std::nullopt;
+      }
+    } else if (inlineValue) {
+      value = *inlineValue;
+    } else if (i + 1 < args.size()) {
+      value = args[++i];
+    } else {
+      failure.message = std::string(arg) + " needs a value (" + std::string(o->value) + ")";
+      return std::nullopt;
+    }
+    if (Check c = o->apply(s, value)) {
+      failure.message = std::string(arg) + ": " + *c;
+      return std::nullopt;
+    }
+  }
+  return s;
+}
+
+// A combination check and a probe of the folder: all bad input is found
+// before the first file is written.
+std::optional<std::string> validate(const Settings& s) {
+  if (s.window && (static_cast<long long>(s.width) * s.zoom > kMaxSide ||
+                   static_cast<long long>(s.height) * s.zoom > kMaxSide)) {
+    return std::string("--window with --zoom ") + std::to_string(s.zoom) +
+           " would make a picture wider or taller than 16384 pixels";
+  }
+  std::error_code ec;
+  if (!fs::is_directory(s.out, ec)) return inQuotes(s.out.string()) + " is not a folder";
+  const fs::path probe = s.out / (".tavrel-render-probe-" + std::to_string(::getpid()));
+  {
+    std::ofstream test(probe, std::ios::binary);
+    if (!test) return std::string("cannot write to the folder ") + inQuotes(s.out.string());
+  }
+  fs::remove(probe, ec);
+  return std::nullopt;
+}
+
+std::uint32_t seedFromClock() {
+  const auto ticks = static_cast<std::uint64_t>(
+      std::chrono::system_clock::now().time_since_epoch() / std::chrono::nanoseconds(1));
+  return static_cast<std::uint32_t>(ticks ^ (ticks >> 32));
+}
+
+// The values that start-up gives AppState before its first generation.
+void startupValues(AppState& st, GeneratorHost& host, const Settings& s) {
+  st.tcolor = s.trueColours ? 1 : 0;
+  st.ssg = 4;
+  st.detailf = 20;
+  st.complexy = 2;
+  st.swidth = 100;
+  st.centerf = 0;
+  st.ssmode = s.screensaver ? 1 : 0;
+  st.a = Int(host.ScaleWidth() / 2.0);
+  st.b = Int(host.ScaleHeight() / 2.0) - st.swidth / 2;
+  st.az = st.a;
+  st.bz = st.b;
+}
+
+bool writePicture(const fs::path& png, const ImageData& img, const Settings& s) {
+  const ImageData big = zoomed(img, s.zoom);
+  if (!writeFile(png, encodePng(big))) return false;
+  if (!s.bmp) return true;
+  fs::path bmp = png;
+  bmp.replace_extension(".bmp");
+  return writeFile(bmp, encodeBmp(big));
+}
+
+int render(const Settings& s) {
+  const std::uint32_t seed = s.seed.value_or(seedFromClock());
+  if (!s.seed) std::cout << "seed=" << seed << std::endl;
+
+  HeadlessHost host(s.width, s.height);
+  host.fields[static_cast<int>(Field::Text3)] = s.detail;
+  host.fields[static_cast<int>(Field::Text4)] = s.sides;
+  host.option2 = s.fancy;
+  AppState st;
+  startupValues(st, host, s);
+  st.rnd.Randomize(seed);
+
+  const std::string stem = std::string(s.generator->name) + "-" + std::to_string(seed) + "-";
+  for (long long i = 1; i <= s.count; ++i) {
+    const auto start = std::chrono::steady_clock::now();
+    GenerationStats stats;
+    try {
+      stats = s.generator->run(host, st);
+    } catch (const ProgramEnded&) {
+      std::cerr << "tavrel-render: the generator ended the program (its capture failed)\n";
+      return 1;
+    }
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+
+    const fs::path picture = s.out / (stem + std::to_string(i) + ".png");
+    bool written = writePicture(picture, *host.SurfacePicture1().Image(), s);
+    if (written && s.window) {
+      const fs::path window = s.out / (stem + std::to_string(i) + "-window.png");
+      written = writePicture(window, *host.SurfaceWindow().Image(), s);
+    }
+    if (!written) {
+      std::cerr << "tavrel-render: cannot write '" << picture.string() << "'\n";
+      return 1;
+    }
+    char ms[32];
+    std::snprintf(ms, sizeof ms, "%.3f", took.count());
+    std::cout << picture.string() << " restarts=" << stats.restarts << " ms=" << ms << std::endl;
+  }
+  return 0;
+}
+
+int fail(const std::string& message) {
+  std::cerr << "tavrel-render: " << message << " (see --help)\n";
+  return 2;
+}
+
+}  // namespace
+}  // namespace tavrel
+
+int main(int argc, char** argv) {
+  using namespace tavrel;
+  bool helpAsked = false;
+  Failure failure;
+  const auto settings = parse(std::span<char* const>(argv + 1, static_cast<std::size_t>(argc - 1)),
+                              helpAsked, failure);
+  if (helpAsked) {
+    printHelp();
+    return 0;
+  }
+  if (!settings) return fail(failure.message);
+  if (auto problem = validate(*settings)) return fail(*problem);
+  if (settings->generator->run == nullptr) {
+    return fail(std::string("the ") + std::string(settings->generator->name) +
+                " generator is not built yet");
+  }
+  return render(*settings);
+}
