@@ -1,0 +1,44 @@
+# Shared by scripts/run and scripts/test: installs what is missing and builds.
+# Sourced, not run; expects to be in the repository root.
+
+set -euo pipefail
+
+PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libgl-dev
+  zlib1g-dev xvfb xauth)
+
+# Root runs apt-get itself; anyone else goes through sudo.
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then
+    "$@"
+  elif command -v sudo >/dev/null; then
+    sudo "$@"
+  else
+    echo "need root or sudo to install: $*" >&2
+    exit 1
+  fi
+}
+
+install_missing() {
+  local missing=()
+  for p in "${PACKAGES[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  echo "installing: ${missing[*]}"
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get update -q
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
+}
+
+# The window layer lands after the engine; until its folder has a build file
+# everything else still builds and tests.
+window_flag() {
+  if [ -f window/CMakeLists.txt ]; then echo -DTAVREL_BUILD_WINDOW=ON; else echo -DTAVREL_BUILD_WINDOW=OFF; fi
+}
+
+# build DIR [cmake options...]
+build() {
+  local dir=$1
+  shift
+  cmake -S . -B "$dir" -G Ninja "$(window_flag)" "$@"
+  ninja -C "$dir"
+}
