@@ -129,15 +129,6 @@ TEST_F(RenderTest, BadInputIsOneLineExitTwoAndNoFile) {
   EXPECT_EQ(filesIn(root_), (std::set<std::string>{"logs", "out", "plain-file"}));
 }
 
-TEST_F(RenderTest, HelpNamesEveryOption) {
-  const Outcome r = render("--help");
-  EXPECT_EQ(r.status, 0);
-  for (const char* name : {"--generator", "--seed", "--count", "--surface", "--detail", "--style",
-                           "--colors", "--sides", "--screensaver", "--out", "--window", "--zoom"}) {
-    EXPECT_NE(r.out.find(name), std::string::npos) << name;
-  }
-}
-
 TEST_F(RenderTest, FileNamesLinesAndSizes) {
   const fs::path dir = folder("out");
   const Outcome r =
