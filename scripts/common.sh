@@ -3,8 +3,10 @@
 
 set -euo pipefail
 
-PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libgl-dev
-  zlib1g-dev xvfb xauth)
+# zlib only for a test's independent PNG reader; fonts for text in the
+# off-screen widget tests.
+PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev zlib1g-dev
+  fonts-dejavu-core xvfb xauth)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {
