@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <variant>
 
 #include "canvas/image_io.h"
 #include "pattern/makeshape2.h"
@@ -61,6 +62,7 @@ struct Settings {
   bool window = false;
   bool bmp = false;
   int zoom = 1;
+  bool help = false;
 };
 
 // A failed check gives the message without the option's name.
@@ -168,6 +170,10 @@ Check setBmp(Settings& s, std::string_view) {
   s.bmp = true;
   return kOk;
 }
+Check setHelp(Settings& s, std::string_view) {
+  s.help = true;
+  return kOk;
+}
 
 struct Option {
   std::string_view name;
@@ -193,6 +199,7 @@ constexpr Option kOptions[] = {
     {"--window", "", "", "also write the whole surface as <name>-window.png", setWindow},
     {"--bmp", "", "", "also write every picture as a 24-bit BMP next to its PNG", setBmp},
     {"--zoom", "Z", "1", "enlarge the written pictures Z times (1 to 16)", setZoom},
+    {"--help", "", "", "show this text and exit", setHelp},
 };
 
 void printHelp() {
@@ -220,8 +227,7 @@ void printHelp() {
     }
     std::cout << line << "\n";
   }
-  std::cout << "  --help                    this text\n\n"
-               "Bad input gives a one-line message and exit status 2, and writes no file.\n";
+  std::cout << "\nBad input gives a one-line message and exit status 2, and writes no file.\n";
 }
 
 const Option* findOption(std::string_view name) {
@@ -231,51 +237,34 @@ const Option* findOption(std::string_view name) {
   return nullptr;
 }
 
-struct Failure {
-  std::string message;
-};
-
 // Options as `--name value` or `--name=value`. Defaults go through the same
 // parsers as given values, so the table is the one place that knows them.
-std::optional<Settings> parse(std::span<char* const> args, bool& helpAsked, Failure& failure) {
+// Gives the settings, or the message for the first bad argument.
+std::variant<Settings, std::string> parse(std::span<char* const> args) {
   Settings s;
   for (const Option& o : kOptions) {
     if (!o.fallback.empty()) o.apply(s, o.fallback);
   }
   for (std::size_t i = 0; i < args.size(); ++i) {
     std::string_view arg = args[i];
-    if (arg == "--help" || arg == "-h") {
-      helpAsked = true;
-      return std::nullopt;
-    }
     std::optional<std::string_view> inlineValue;
     if (const auto eq = arg.find('='); arg.starts_with("--") && eq != std::string_view::npos) {
       inlineValue = arg.substr(eq + 1);
       arg = arg.substr(0, eq);
     }
     const Option* o = findOption(arg);
-    if (o == nullptr) {
-      failure.message = std::string("unknown option ") + inQuotes(arg);
-      return std::nullopt;
-    }
+    if (o == nullptr) return std::string("unknown option ") + inQuotes(arg);
     std::string_view value;
     if (o->value.empty()) {
-      if (inlineValue) {
-        failure.message = std::string(arg) + " takes no value";
-        return std::nullopt;
-      }
+      if (inlineValue) return std::string(arg) + " takes no value";
     } else if (inlineValue) {
       value = *inlineValue;
     } else if (i + 1 < args.size()) {
       value = args[++i];
     } else {
-      failure.message = std::string(arg) + " needs a value (" + std::string(o->value) + ")";
-      return std::nullopt;
+      return std::string(arg) + " needs a value (" + std::string(o->value) + ")";
     }
-    if (Check c = o->apply(s, value)) {
-      failure.message = std::string(arg) + ": " + *c;
-      return std::nullopt;
-    }
+    if (Check c = o->apply(s, value)) return std::string(arg) + ": " + *c;
   }
   return s;
 }
@@ -380,19 +369,17 @@ int fail(const std::string& message) {
 
 int main(int argc, char** argv) {
   using namespace tavrel;
-  bool helpAsked = false;
-  Failure failure;
-  const auto settings = parse(std::span<char* const>(argv + 1, static_cast<std::size_t>(argc - 1)),
-                              helpAsked, failure);
-  if (helpAsked) {
+  const auto parsed = parse(std::span<char* const>(argv + 1, static_cast<std::size_t>(argc - 1)));
+  if (const auto* message = std::get_if<std::string>(&parsed)) return fail(*message);
+  const Settings& settings = std::get<Settings>(parsed);
+  if (settings.help) {
     printHelp();
     return 0;
   }
-  if (!settings) return fail(failure.message);
-  if (auto problem = validate(*settings)) return fail(*problem);
-  if (settings->generator->run == nullptr) {
-    return fail(std::string("the ") + std::string(settings->generator->name) +
+  if (auto problem = validate(settings)) return fail(*problem);
+  if (settings.generator->run == nullptr) {
+    return fail(std::string("the ") + std::string(settings.generator->name) +
                 " generator is not built yet");
   }
-  return render(*settings);
+  return render(settings);
 }
