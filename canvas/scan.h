@@ -10,8 +10,9 @@
 
 namespace tavrel::scan {
 
-// First i in [from, to) with p[i] == v, else `to`.
-inline int findEqual(const Colour* p, int from, int to, Colour v) {
+// First i in [from, to) where (p[i] == v) == wantEqual, else `to`.
+template <bool wantEqual>
+inline int findFirst(const Colour* p, int from, int to, Colour v) {
   int i = from;
 #if defined(__SSE2__)
   const __m128i needle = _mm_set1_epi32(v);
@@ -19,32 +20,21 @@ inline int findEqual(const Colour* p, int from, int to, Colour v) {
     const __m128i a = _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i)), needle);
     const __m128i b =
         _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i + 4)), needle);
-    const int mask = _mm_movemask_ps(_mm_castsi128_ps(a)) | (_mm_movemask_ps(_mm_castsi128_ps(b)) << 4);
+    int mask = _mm_movemask_ps(_mm_castsi128_ps(a)) | (_mm_movemask_ps(_mm_castsi128_ps(b)) << 4);
+    if (!wantEqual) mask = ~mask & 0xFF;
     if (mask) return i + __builtin_ctz(static_cast<unsigned>(mask));
   }
 #endif
   for (; i < to; ++i)
-    if (p[i] == v) return i;
+    if ((p[i] == v) == wantEqual) return i;
   return to;
 }
 
-// First i in [from, to) with p[i] != v, else `to`.
+inline int findEqual(const Colour* p, int from, int to, Colour v) {
+  return findFirst<true>(p, from, to, v);
+}
 inline int findNotEqual(const Colour* p, int from, int to, Colour v) {
-  int i = from;
-#if defined(__SSE2__)
-  const __m128i needle = _mm_set1_epi32(v);
-  for (; i + 8 <= to; i += 8) {
-    const __m128i a = _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i)), needle);
-    const __m128i b =
-        _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i + 4)), needle);
-    const int mask =
-        ~(_mm_movemask_ps(_mm_castsi128_ps(a)) | (_mm_movemask_ps(_mm_castsi128_ps(b)) << 4)) & 0xFF;
-    if (mask) return i + __builtin_ctz(static_cast<unsigned>(mask));
-  }
-#endif
-  for (; i < to; ++i)
-    if (p[i] != v) return i;
-  return to;
+  return findFirst<false>(p, from, to, v);
 }
 
 // Last i in [0, from] with p[i] == v, else -1.

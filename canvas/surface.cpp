@@ -378,63 +378,42 @@ Long Surface::FloodFill(Long /*hdc*/, Long x, Long y, Colour boundary) {
   return 1;
 }
 
-namespace {
-
-struct PixelSource {
-  const Colour* pixels;
-  int width;
-  int height;
-};
-
-}  // namespace
-
-static bool paintFrom(Surface& dst, std::vector<Colour>& px, int dstW, int dstH, PixelSource src,
-                      double dx, double dy, double dw, double dh, double sx, double sy, double sw,
-                      double sh, PixelRect& changed) {
-  (void)dst;
+bool Surface::paintPixels(const Colour* pixels, int srcW, int srcH, double dx, double dy,
+                          double dw, double dh, double sx, double sy, double sw, double sh) {
+  flush();
   const int ix = pixelOf(dx), iy = pixelOf(dy), iw = pixelOf(dw), ih = pixelOf(dh);
   const int jx = pixelOf(sx), jy = pixelOf(sy), jw = pixelOf(sw), jh = pixelOf(sh);
   if (iw <= 0 || ih <= 0 || jw <= 0 || jh <= 0) return true;
+  PixelRect changed;
   for (int row = 0; row < ih; ++row) {
     const int ty = iy + row;
-    if (ty < 0 || ty >= dstH) continue;
+    if (ty < 0 || ty >= height_) continue;
     const int fy = jy + static_cast<int>(static_cast<long long>(row) * jh / ih);
-    if (fy < 0 || fy >= src.height) continue;
+    if (fy < 0 || fy >= srcH) continue;
     for (int col = 0; col < iw; ++col) {
       const int tx = ix + col;
-      if (tx < 0 || tx >= dstW) continue;
+      if (tx < 0 || tx >= width_) continue;
       const int fx = jx + static_cast<int>(static_cast<long long>(col) * jw / iw);
-      if (fx < 0 || fx >= src.width) continue;
-      px[static_cast<std::size_t>(ty) * dstW + tx] =
-          src.pixels[static_cast<std::size_t>(fy) * src.width + fx];
+      if (fx < 0 || fx >= srcW) continue;
+      px_[index(tx, ty)] = pixels[static_cast<std::size_t>(fy) * srcW + fx];
       changed.unite({tx, ty, tx, ty});
     }
   }
+  unsure_.unite(changed);
+  touched(changed);
   return true;
 }
 
 bool Surface::PaintPicture(const ImageData& src, double dx, double dy, double dw, double dh,
                            double sx, double sy, double sw, double sh) {
-  flush();
-  PixelRect changed;
-  const bool ok = paintFrom(*this, px_, width_, height_, {src.pixels.data(), src.width, src.height},
-                            dx, dy, dw, dh, sx, sy, sw, sh, changed);
-  unsure_.unite(changed);
-  touched(changed);
-  return ok;
+  return paintPixels(src.pixels.data(), src.width, src.height, dx, dy, dw, dh, sx, sy, sw, sh);
 }
 
 bool Surface::PaintPicture(const Surface& src, double dx, double dy, double dw, double dh,
                            double sx, double sy, double sw, double sh) {
   if (&src == this) return PaintPicture(*Image(), dx, dy, dw, dh, sx, sy, sw, sh);
   src.flush();
-  flush();
-  PixelRect changed;
-  const bool ok = paintFrom(*this, px_, width_, height_, {src.px_.data(), src.width_, src.height_},
-                            dx, dy, dw, dh, sx, sy, sw, sh, changed);
-  unsure_.unite(changed);
-  touched(changed);
-  return ok;
+  return paintPixels(src.px_.data(), src.width_, src.height_, dx, dy, dw, dh, sx, sy, sw, sh);
 }
 
 }  // namespace tavrel

@@ -108,6 +108,8 @@ class Surface {
   void fillRect(const PixelRect& r, Colour c) const;
   void setPixel(int x, int y, Colour c);
   void lineSegment(int x0, int y0, int x1, int y1, Colour c);
+  bool paintPixels(const Colour* pixels, int srcW, int srcH, double dx, double dy, double dw,
+                   double dh, double sx, double sy, double sw, double sh);
   PixelRect bounds() const { return {0, 0, width_ - 1, height_ - 1}; }
   std::size_t index(int x, int y) const { return static_cast<std::size_t>(y) * width_ + x; }
 

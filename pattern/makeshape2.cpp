@@ -41,17 +41,8 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
   GenerationStats stats;
   Surface& win = host.SurfaceWindow();
 
-  // Set-up: as for a single shape, but the window also loses its picture
-  // after the pump, and the arms start at the centre.
-  host.maximize();
-  readFields(host, st);
-  host.DoEvents();
-  win.setPicture(nullptr);
-  win.Cls();
-  readFields(host, st);
-  deriveParameters(host, st);
-  st.centerf = 1;
-  clearColoursAndWindow(host, st);
+  // The arms start at the centre, and the window loses its picture.
+  setUp(host, st, /*centerf=*/1, /*clearWindowPicture=*/true);
 
   Orbit o;
   Walker walk;

@@ -12,15 +12,7 @@ GenerationStats makeshape(GeneratorHost& host, AppState& st) {
   GenerationStats stats;
   Surface& win = host.SurfaceWindow();
 
-  // Set-up: the fields are read around the one event pump, and the second
-  // reading is the one that counts.
-  host.maximize();
-  readFields(host, st);
-  host.DoEvents();
-  readFields(host, st);
-  deriveParameters(host, st);
-  st.centerf = 0;
-  clearColoursAndWindow(host, st);
+  setUp(host, st, /*centerf=*/0, /*clearWindowPicture=*/false);
 
   Orbit o;
   Walker walk;

@@ -76,6 +76,20 @@ void clearColoursAndWindow(GeneratorHost& host, AppState& st) {
   win.setBackColor(QBColor(15));
 }
 
+void setUp(GeneratorHost& host, AppState& st, double centerf, bool clearWindowPicture) {
+  host.maximize();
+  readFields(host, st);
+  host.DoEvents();
+  if (clearWindowPicture) {
+    host.SurfaceWindow().setPicture(nullptr);
+    host.SurfaceWindow().Cls();
+  }
+  readFields(host, st);
+  deriveParameters(host, st);
+  st.centerf = centerf;
+  clearColoursAndWindow(host, st);
+}
+
 void placeOnRim(AppState& st, Orbit& o, Centre c) {
   const double half = st.swidth / 2;
   const double qreach = (st.swidth / 2) / kSqr2;

@@ -15,12 +15,15 @@ struct Centre {
 };
 Centre centreOf(GeneratorHost& host);
 
-// Reads, clamps and writes back Text5, Text3, Text2 and Text1, and derives
-// the first walker period. Run twice, around the generator's one event pump.
+// Set-up of a generation: the fields read, clamped and written back around
+// the one event pump (the second reading counts), the parameters derived,
+// the colour table cleared and the window erased all white. A pattern tile
+// also empties the window's picture right after the pump.
+void setUp(GeneratorHost& host, AppState& st, double centerf, bool clearWindowPicture);
+// Its steps: the fields (run twice), the derived parameters, the colour
+// table and the white window.
 void readFields(GeneratorHost& host, AppState& st);
-// Number of sides, style, final walker period, and the velocity mode.
 void deriveParameters(GeneratorHost& host, AppState& st);
-// Clears the colour table and erases the window all white.
 void clearColoursAndWindow(GeneratorHost& host, AppState& st);
 
 // p2..p8 and q1..q8; p1 is (st.a, st.b) and p5's y lives in st.p5ytext.
