@@ -44,8 +44,12 @@ void perPicture(benchmark::State& state, Generator generate) {
   }
 }
 
-void BM_makeshape(benchmark::State& state) { perPicture(state, makeshape); }
-void BM_makeshape2(benchmark::State& state) { perPicture(state, makeshape2); }
+void BM_makeshape(benchmark::State& state) {
+  perPicture(state, makeshape);
+}
+void BM_makeshape2(benchmark::State& state) {
+  perPicture(state, makeshape2);
+}
 
 // The fill that paints everything round an outline, as after a passing stroke.
 void BM_backgroundFill(benchmark::State& state) {
@@ -63,8 +67,16 @@ void BM_backgroundFill(benchmark::State& state) {
   }
 }
 
-BENCHMARK(BM_makeshape)->Args({1024, 768})->Args({1920, 1080})->Iterations(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_makeshape2)->Args({1024, 768})->Args({1920, 1080})->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_makeshape)
+    ->Args({1024, 768})
+    ->Args({1920, 1080})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_makeshape2)
+    ->Args({1024, 768})
+    ->Args({1920, 1080})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_backgroundFill)->Args({1024, 768})->Args({1920, 1080})->Unit(benchmark::kMicrosecond);
 
 }  // namespace

@@ -30,8 +30,12 @@ Integer CInt(double x) {
 
 namespace {
 
-bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 }  // namespace
 
@@ -140,8 +144,7 @@ double roundTrip15(double x) {
   } else {
     // Comparing with the nearest doubles of 10^-i picks the digit position
     // exactly, but at those doubles themselves, where either choice rounds alike.
-    static constexpr std::array<double, 8> kNeg = {1e0,  1e-1, 1e-2, 1e-3,
-                                                   1e-4, 1e-5, 1e-6, 1e-7};
+    static constexpr std::array<double, 8> kNeg = {1e0, 1e-1, 1e-2, 1e-3, 1e-4, 1e-5, 1e-6, 1e-7};
     e = -1;
     while (e > -7 && ax < kNeg[static_cast<std::size_t>(-e)]) --e;
   }
@@ -152,7 +155,8 @@ double roundTrip15(double x) {
   const int biased = static_cast<int>(bits >> 52);  // ax is normal in this range
   const std::uint64_t mant = (bits & ((std::uint64_t{1} << 52) - 1)) | (std::uint64_t{1} << 52);
   const int exp2 = biased - 1075;  // ax = mant * 2^exp2
-  const unsigned __int128 m = static_cast<unsigned __int128>(mant) * kPow5[static_cast<std::size_t>(k)];
+  const unsigned __int128 m =
+      static_cast<unsigned __int128>(mant) * kPow5[static_cast<std::size_t>(k)];
   const int shift = exp2 + k;
   unsigned __int128 n;
   if (shift >= 0) {

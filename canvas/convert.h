@@ -37,7 +37,9 @@ inline double Int(double x);
 Long CLng(double x);
 Integer CInt(double x);
 // Nearest single.
-inline float CSng(double x) { return static_cast<float>(x); }
+inline float CSng(double x) {
+  return static_cast<float>(x);
+}
 
 // The number at the start of a text: blanks skipped, sign, digits, point,
 // fraction, exponent; stops at the first character it can't use; 0 if none.

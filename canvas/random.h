@@ -15,9 +15,7 @@ class Random {
 
   void Randomize(std::uint32_t seed) { engine_.seed(seed); }
 
-  float Rnd() {
-    return static_cast<float>(engine_() >> 8) * (1.0f / 16777216.0f);
-  }
+  float Rnd() { return static_cast<float>(engine_() >> 8) * (1.0f / 16777216.0f); }
 
  private:
   std::mt19937 engine_;

@@ -17,7 +17,8 @@ inline int findFirst(const Colour* p, int from, int to, Colour v) {
 #if defined(__SSE2__)
   const __m128i needle = _mm_set1_epi32(v);
   for (; i + 8 <= to; i += 8) {
-    const __m128i a = _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i)), needle);
+    const __m128i a =
+        _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i)), needle);
     const __m128i b =
         _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i + 4)), needle);
     int mask = _mm_movemask_ps(_mm_castsi128_ps(a)) | (_mm_movemask_ps(_mm_castsi128_ps(b)) << 4);
@@ -47,7 +48,8 @@ inline int findEqualBackward(const Colour* p, int from, Colour v) {
         _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i - 7)), needle);
     const __m128i b =
         _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i - 3)), needle);
-    const int mask = _mm_movemask_ps(_mm_castsi128_ps(a)) | (_mm_movemask_ps(_mm_castsi128_ps(b)) << 4);
+    const int mask =
+        _mm_movemask_ps(_mm_castsi128_ps(a)) | (_mm_movemask_ps(_mm_castsi128_ps(b)) << 4);
     if (mask) return i - 7 + 31 - __builtin_clz(static_cast<unsigned>(mask));
   }
 #endif

@@ -55,7 +55,8 @@ void Surface::resize(int width, int height) {
   flush();
   std::vector<Colour> next(static_cast<std::size_t>(width) * height, back_);
   const int w = std::min(width, width_), h = std::min(height, height_);
-  for (int y = 0; y < h; ++y) std::copy_n(&px_[index(0, y)], w, &next[static_cast<std::size_t>(y) * width]);
+  for (int y = 0; y < h; ++y)
+    std::copy_n(&px_[index(0, y)], w, &next[static_cast<std::size_t>(y) * width]);
   px_.swap(next);
   width_ = width;
   height_ = height;
@@ -104,7 +105,8 @@ void Surface::eraseNow() const {
   if (picture_ && picture_->width > 0 && picture_->height > 0) {
     const int w = std::min(picture_->width, width_), h = std::min(picture_->height, height_);
     for (int y = 0; y < h; ++y)
-      std::copy_n(&picture_->pixels[static_cast<std::size_t>(y) * picture_->width], w, &px_[index(0, y)]);
+      std::copy_n(&picture_->pixels[static_cast<std::size_t>(y) * picture_->width], w,
+                  &px_[index(0, y)]);
     if (w > 0 && h > 0) unsure_ = {0, 0, w - 1, h - 1};
   }
   damage_ = bounds();
@@ -378,8 +380,8 @@ Long Surface::FloodFill(Long /*hdc*/, Long x, Long y, Colour boundary) {
   return 1;
 }
 
-bool Surface::paintPixels(const Colour* pixels, int srcW, int srcH, double dx, double dy,
-                          double dw, double dh, double sx, double sy, double sw, double sh) {
+bool Surface::paintPixels(const Colour* pixels, int srcW, int srcH, double dx, double dy, double dw,
+                          double dh, double sx, double sy, double sw, double sh) {
   flush();
   const int ix = pixelOf(dx), iy = pixelOf(dy), iw = pixelOf(dw), ih = pixelOf(dh);
   const int jx = pixelOf(sx), jy = pixelOf(sy), jw = pixelOf(sw), jh = pixelOf(sh);

@@ -20,7 +20,9 @@ void skipOnError(Step&& step) {
   }
 }
 
-double direction(AppState& st) { return Int(2 * st.Rnd()) + 1 == 1 ? 0.01 : -0.01; }
+double direction(AppState& st) {
+  return Int(2 * st.Rnd()) + 1 == 1 ? 0.01 : -0.01;
+}
 
 void loadBackdrop(RunHost& host, int slot) {
   Picture p;
@@ -40,7 +42,9 @@ void startNewCycleIfDone(AppState& st) {
 
 }  // namespace
 
-std::string backdropFile(int slot) { return "example" + std::to_string(slot) + ".bmp"; }
+std::string backdropFile(int slot) {
+  return "example" + std::to_string(slot) + ".bmp";
+}
 
 void startup(RunHost& host, AppState& st) {
   // The start screen.
@@ -133,7 +137,9 @@ void mainLoopTurn(RunHost& host, AppState& st) {
   host.DoEvents();
 }
 
-void timer7Tick(RunHost&, AppState& st) { st.hhmmf = 0; }
+void timer7Tick(RunHost&, AppState& st) {
+  st.hhmmf = 0;
+}
 
 void command1Click(RunHost& host, AppState& st) {
   host.DoEvents();
@@ -222,7 +228,9 @@ void orderinfoClick(RunHost& host, AppState& st) {
   host.setTimerEnabled(TimerId::Timer2, true);
 }
 
-void timer2Tick(RunHost& host, AppState& st) { nextslide(host, st); }
+void timer2Tick(RunHost& host, AppState& st) {
+  nextslide(host, st);
+}
 
 void windowMouseDown(RunHost& host, AppState& st) {
   if (!host.isVisible(Control::Label6)) return;

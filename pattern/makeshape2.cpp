@@ -22,7 +22,9 @@ bool reachesFrame(const AppState& st, Centre c) {
          Int(st.b) >= c.y + half;
 }
 
-bool tooManyCrossings(const AppState& st) { return st.hhmn > st.swidth / 4; }
+bool tooManyCrossings(const AppState& st) {
+  return st.hhmn > st.swidth / 4;
+}
 
 void cornerPatch(Surface& win, AppState& st, Centre c) {
   const double half = st.swidth / 2;
@@ -70,8 +72,10 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
           failed = true;
           break;
         }
-        if (pass == 0) plotEdgePoints(win, st, o, true);
-        else plotDiagonals(win, o);
+        if (pass == 0)
+          plotEdgePoints(win, st, o, true);
+        else
+          plotDiagonals(win, o);
         walk.twistTiming(st);
         if (reachesFrame(st, c)) break;
         turncount = turncount + 1;
@@ -89,8 +93,8 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
     ++stats.restarts;
     wipeBox(win);
     if (stats.restarts >= kRestartsBeforeSquareWipe)  // see makeshape
-      win.Line(LineFlags::FilledBox, c.x - half - 1, c.y - half - 1, c.x + half + 1,
-               c.y + half + 1, QBColor(15));
+      win.Line(LineFlags::FilledBox, c.x - half - 1, c.y - half - 1, c.x + half + 1, c.y + half + 1,
+               QBColor(15));
   }
 
   const Centre c = centreOf(host);

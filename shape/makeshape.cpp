@@ -66,8 +66,8 @@ GenerationStats makeshape(GeneratorHost& host, AppState& st) {
       // Where the square reaches past the fixed box the wipe leaves old
       // strokes behind, and every new stroke would count them as crossings
       // for ever; after this many restarts the square is wiped as well.
-      win.Line(LineFlags::FilledBox, c.x - half - 1, c.y - half - 1, c.x + half + 1,
-               c.y + half + 1, QBColor(15));
+      win.Line(LineFlags::FilledBox, c.x - half - 1, c.y - half - 1, c.x + half + 1, c.y + half + 1,
+               QBColor(15));
     }
   }
 

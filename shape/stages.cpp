@@ -196,20 +196,26 @@ void drawGuideCross(Surface& win, const AppState& st, Centre c) {
            QBColor(7));
 }
 
-void wipeBox(Surface& win) { win.Line(LineFlags::FilledBox, 0, 0, 1000, 1000, QBColor(15)); }
+void wipeBox(Surface& win) {
+  win.Line(LineFlags::FilledBox, 0, 0, 1000, 1000, QBColor(15));
+}
 
 void normalise(double& u, double& v) {
   const double au = std::fabs(u), av = std::fabs(v);
   if (!(au > 1 || av > 1) && !(au < 1 && av < 1)) return;
   if (std::fabs(u) >= std::fabs(v)) {
     if (u != 0) v = std::copysign(std::fabs(v / u), v);
-    if (u < 0) u = -1;
-    else if (u > 0) u = 1;
+    if (u < 0)
+      u = -1;
+    else if (u > 0)
+      u = 1;
   }
   if (std::fabs(v) > std::fabs(u)) {
     if (v != 0) u = std::copysign(std::fabs(u / v), u);
-    if (v < 0) v = -1;
-    else if (v > 0) v = 1;
+    if (v < 0)
+      v = -1;
+    else if (v > 0)
+      v = 1;
   }
 }
 
@@ -290,7 +296,7 @@ void paintRegions(GeneratorHost& host, AppState& st, Orbit& o, Centre c) {
     const Orbit saved = o;
     const DecimalText savedP5y = st.p5ytext;
 
-    for (;;) {  // pixel visits along the row
+    for (;;) {    // pixel visits along the row
       for (;;) {  // one visit; `continue` draws again
         if (win.Point(st.a, st.b) == white) {
           double colorcode = Int(st.Rnd() * 14) + 1;
@@ -298,8 +304,8 @@ void paintRegions(GeneratorHost& host, AppState& st, Orbit& o, Centre c) {
           if (colorcode == st.lastcolor) continue;
           st.lastcolor = static_cast<Long>(colorcode);
           if (st.tcolor == 0 && colorcode == 7) continue;
-          st.fillcolor = st.tcolor == 0 ? QBColor(static_cast<int>(colorcode))
-                                        : static_cast<Long>(colorcode);
+          st.fillcolor =
+              st.tcolor == 0 ? QBColor(static_cast<int>(colorcode)) : static_cast<Long>(colorcode);
           if (st.fillcolor == grey || st.fillcolor == 1 || st.fillcolor == white) continue;
           if (!(st.tcolor == 0 && usedcount == 13)) {
             bool used = false;

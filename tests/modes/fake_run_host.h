@@ -24,8 +24,8 @@ class FakeRunHost : public RunHost {
   std::map<TimerId, bool> enabled{{TimerId::Timer4, true}, {TimerId::Timer7, true}};
   std::map<TimerId, Long> interval{{TimerId::Timer2, 3000}, {TimerId::Timer4, 5000}};
   float left = 0, top = 0;
-  std::set<std::string> files;       // bitmaps that load
-  std::vector<std::string> loads;    // every load asked for
+  std::set<std::string> files;     // bitmaps that load
+  std::vector<std::string> loads;  // every load asked for
   Picture picture2;
   std::deque<std::function<void()>> events;  // handed out by DoEvents
   int doEvents = 0;

@@ -10,7 +10,9 @@
 namespace tavrel {
 namespace {
 
-int slotOf(const std::string& file) { return file[7] - '0'; }
+int slotOf(const std::string& file) {
+  return file[7] - '0';
+}
 
 TEST(BackdropRotation, EachFileOncePerCycleNeverTwiceInARow) {
   FakeRunHost host(640, 480);

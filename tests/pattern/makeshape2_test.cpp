@@ -183,11 +183,9 @@ TEST(Makeshape2, TilesAreEightFoldSymmetricAndDeterministic) {
         << "seed " << seed;
     // Colours mirror too, except where a seed fell on an arm and left a
     // region white.
-    EXPECT_EQ(mismatches(t,
-                         [](Colour a, Colour b) {
-                           return a == b || a == kWhite15 || b == kWhite15;
-                         }),
-              0)
+    EXPECT_EQ(
+        mismatches(t, [](Colour a, Colour b) { return a == b || a == kWhite15 || b == kWhite15; }),
+        0)
         << "seed " << seed;
     EXPECT_EQ(t.st.centerf, 0);
     EXPECT_EQ(t.host.fields[1], "100");
