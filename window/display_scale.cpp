@@ -1,0 +1,21 @@
+#include "window/display_scale.h"
+
+#include <algorithm>
+
+#include "canvas/convert.h"
+
+namespace tavrel {
+
+double chooseDisplayScale(int width, int height, std::optional<std::string_view> override) {
+  if (override) {
+    const double s = Val(*override);
+    if (s >= 0.5 && s <= 8) return s;  // anything else: chosen as usual
+  }
+  constexpr double kTargetWidth = 1000, kMinHeight = 500;
+  double s = std::min(width / kTargetWidth, height / kMinHeight);
+  // Screens near the design size stay at one device pixel per pixel.
+  if (s < 1.25) return 1;
+  return s;
+}
+
+}  // namespace tavrel

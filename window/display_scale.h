@@ -1,0 +1,20 @@
+// How many device pixels one program pixel takes. The drawing was laid out
+// for screens of 800x600 to 1024x768: fills stay inside a fixed 1000-pixel
+// box and the control panel needs 500 pixels of height. A larger screen gets
+// one scale for the whole window that keeps the client area near 1000
+// program pixels wide and never below 500 tall.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace tavrel {
+
+// Environment variable that overrides the choice, e.g. TAVREL_SCALE=2.
+inline constexpr const char* kScaleVariable = "TAVREL_SCALE";
+
+// `width` and `height`: the client area the maximised window would have, in
+// device pixels. `override`: the variable's text, when set.
+double chooseDisplayScale(int width, int height, std::optional<std::string_view> override = {});
+
+}  // namespace tavrel

@@ -1,0 +1,62 @@
+#include "window/surface_view.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+#include <cmath>
+
+namespace tavrel {
+
+SurfaceView::SurfaceView(Surface& surface, double scale, QWidget* parent)
+    : QWidget(parent), surface_(surface), scale_(scale) {
+  setAttribute(Qt::WA_OpaquePaintEvent);
+}
+
+bool SurfaceView::refresh() {
+  const bool resized = image_.width() != surface_.width() || image_.height() != surface_.height();
+  if (!resized && surface_.version() == version_) return false;
+  PixelRect damage = surface_.takeDamage();
+  if (resized) {
+    image_ = QImage(surface_.width(), surface_.height(), QImage::Format_RGB32);
+    damage = {0, 0, surface_.width() - 1, surface_.height() - 1};
+  }
+  version_ = surface_.version();
+  if (damage.empty()) return false;
+  for (int y = damage.top; y <= damage.bottom; ++y) {
+    const Colour* from = surface_.scanline(y);
+    auto* to = reinterpret_cast<QRgb*>(image_.scanLine(y));
+    for (int x = damage.left; x <= damage.right; ++x) {
+      const Colour c = from[x];  // 0x00BBGGRR
+      to[x] = qRgb(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF);
+    }
+  }
+  update(QRect(static_cast<int>(std::floor(damage.left * scale_)),
+               static_cast<int>(std::floor(damage.top * scale_)),
+               static_cast<int>(std::ceil((damage.right - damage.left + 1) * scale_)) + 2,
+               static_cast<int>(std::ceil((damage.bottom - damage.top + 1) * scale_)) + 2));
+  return true;
+}
+
+void SurfaceView::paintEvent(QPaintEvent* e) {
+  if (onFirstPaint) {
+    auto first = std::move(onFirstPaint);
+    onFirstPaint = nullptr;
+    first();
+  }
+  QPainter p(this);
+  p.fillRect(e->rect(), Qt::black);
+  // Nearest neighbour: a program pixel never blurs into its neighbours.
+  p.setRenderHint(QPainter::SmoothPixmapTransform, false);
+  p.scale(scale_, scale_);
+  p.drawImage(QPointF(0, 0), image_);
+}
+
+void SurfaceView::mousePressEvent(QMouseEvent* e) {
+  if (onPress) {
+    onPress();
+    e->accept();
+  } else {
+    e->ignore();
+  }
+}
+
+}  // namespace tavrel

@@ -1,0 +1,39 @@
+// Shows a surface on the screen, each program pixel a crisp block of device
+// pixels. Only what changed is copied and repainted.
+#pragma once
+
+#include <QImage>
+#include <QWidget>
+#include <functional>
+
+#include "canvas/surface.h"
+
+namespace tavrel {
+
+class SurfaceView : public QWidget {
+ public:
+  SurfaceView(Surface& surface, double scale, QWidget* parent = nullptr);
+
+  // Copies what changed on the surface since the last call and asks for a
+  // repaint of just that; true when anything changed.
+  bool refresh();
+  Surface& surface() { return surface_; }
+
+  // A press of a mouse button on the bare surface; empty: the press is not
+  // this widget's.
+  std::function<void()> onPress;
+  // Called once, at the first paint: the window is on the screen.
+  std::function<void()> onFirstPaint;
+
+ protected:
+  void paintEvent(QPaintEvent* e) override;
+  void mousePressEvent(QMouseEvent* e) override;
+
+ private:
+  Surface& surface_;
+  double scale_;
+  QImage image_;
+  std::uint64_t version_ = ~std::uint64_t{0};
+};
+
+}  // namespace tavrel
