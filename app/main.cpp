@@ -6,10 +6,10 @@
 #include <optional>
 #include <string_view>
 
-#include "modes/modes.h"
 #include "window/display_scale.h"
 #include "window/embedded.h"
 #include "window/form.h"
+#include "window/run.h"
 
 int main(int argc, char** argv) {
   using namespace tavrel;
@@ -32,18 +32,7 @@ int main(int argc, char** argv) {
 
   Form form(scale);
   loadEmbeddedPictures(form);
-  AppState& st = form.st;
-  form.onCommand3 = [&] { command3Click(form, st); };
-  form.onCommand1 = [&] { command1Click(form, st); };
-  form.onSsaver = [&] { ssaverClick(form, st); };
-  form.onRegmode = [&] { regmodeClick(form, st); };
-  form.onOrderinfo = [&] { orderinfoClick(form, st); };
-  form.onMouseDown = [&] { windowMouseDown(form, st); };
-  form.Timer1.tick = [&] { timer1Tick(form, st); };
-  form.Timer2.tick = [&] { timer2Tick(form, st); };
-  form.Timer4.tick = [&] { timer4Tick(form, st); };
-  form.Timer7.tick = [&] { timer7Tick(form, st); };
-  form.onStartup = [&] { startup(form, st); };
+  connectRunModes(form);
 
   // Without a window manager nobody maximises the window: fill the screen.
   form.setGeometry(available);
