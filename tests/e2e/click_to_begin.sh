@@ -16,11 +16,17 @@ cleanup() {
 }
 trap cleanup EXIT
 export DISPLAY=$display
+export QT_QPA_PLATFORM=xcb  # a real window on the X server, whatever the suite's default
 for _ in $(seq 50); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
 
 (cd "$samples" && TAVREL_SCALE=1 exec "$tavrel") >"$tmp/log" 2>&1 &
 app=$!
-window=$(xdotool search --sync --limit 1 --name '^Tavrel$')
+window=
+for _ in $(seq 100); do
+  window=$(xdotool search --limit 1 --name '^Tavrel$' 2>/dev/null) && break
+  sleep 0.1
+done
+[ -n "$window" ] || { echo "no Tavrel window appeared:"; cat "$tmp/log"; exit 1; }
 sleep 1
 # "Click to begin" covers (8, 16) to (89, 49) of the client area; with no
 # window manager and the menus hidden the client starts at the screen's corner.
