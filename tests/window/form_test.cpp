@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -14,6 +16,7 @@
 #include "modes/modes.h"
 #include "shape/makeshape.h"
 #include "window/display_scale.h"
+#include "window/embedded.h"
 #include "window/surface_view.h"
 
 namespace tavrel {
@@ -196,6 +199,106 @@ TEST(Form, GeneratorsDrawThroughTheWindowAndTimersTickOnlyInTheirTime) {
   EXPECT_EQ(ticks, 1);
   f.DoEvents();
   EXPECT_EQ(ticks, 1);
+}
+
+TEST(Form, GuardsOfTheTickGroupsAndTheChangeClamps) {
+  Form f(1);
+  f.tfast->trigger();  // already ticked: nothing
+  EXPECT_EQ(f.st.nwait4, 0);
+  f.st.nwait4 = 7;
+  f.tslow->trigger();
+  f.tfast->trigger();
+  EXPECT_EQ(f.st.nwait4, 0);
+  EXPECT_TRUE(f.ticked(f.tfast));
+  EXPECT_FALSE(f.ticked(f.tslow));
+
+  // cpattern sets the mode but leaves ggmbj and cpp9 alone; cpp9 is then guarded.
+  f.st.ggmbj = 0;
+  f.cpattern->setEnabled(true);  // only to reach its handler
+  f.cpattern->trigger();
+  EXPECT_EQ(f.st.mpattern, 1);
+  EXPECT_EQ(f.st.ggmbj, 0);
+  EXPECT_TRUE(f.ticked(f.cpattern));
+  EXPECT_FALSE(f.ticked(f.csingle));
+  f.cpp9->trigger();
+  EXPECT_EQ(f.st.ggmbj, 0);
+  EXPECT_FALSE(f.ticked(f.cpp9));
+  EXPECT_TRUE(f.ticked(f.cpattern));
+  f.csingle->trigger();
+  EXPECT_TRUE(f.ticked(f.csingle));
+  EXPECT_FALSE(f.ticked(f.cpattern));
+
+  // A chosen tick that is already set writes its value again.
+  f.st.tcolor = 5;
+  f.tcolorm->trigger();
+  EXPECT_EQ(f.st.tcolor, 1);
+  EXPECT_TRUE(f.tcolorm->isChecked());
+  EXPECT_FALSE(f.bcolorm->isChecked());
+
+  // A disabled entry cannot be chosen.
+  f.uedit->trigger();
+  EXPECT_FALSE(f.ticked(f.uedit));
+
+  f.Text6->setText("30");
+  EXPECT_EQ(f.Text6->text(), "25");
+  f.Text7->setText("10");
+  EXPECT_EQ(f.Text7->text(), "9");
+  f.Text7->setText("abc");  // no number: no upper limit to pass
+  EXPECT_EQ(f.Text7->text(), "abc");
+}
+
+TEST(Form, LoadPictureKeepsTheOldOneAndClosingEnds) {
+  Form f(1);
+  const QString dir = QDir::temp().filePath("tavrel-form-test");
+  QDir().mkpath(dir);
+  const QString old = QDir::currentPath();
+  QDir::setCurrent(dir);
+  {
+    QFile broken("broken.bmp");
+    ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
+    broken.write("BM not a bitmap at all");
+  }
+  Picture p = embeddedPicture(4);
+  ASSERT_TRUE(p);
+  Picture kept = p;
+  EXPECT_FALSE(f.LoadPicture("missing.bmp", p));
+  EXPECT_FALSE(f.LoadPicture("broken.bmp", p));
+  EXPECT_EQ(p, kept);
+  QDir::setCurrent(old);
+
+  f.endHook = [] { throw Ended{}; };
+  f.show();
+  EXPECT_THROW(f.close(), Ended);
+}
+
+TEST(EmbeddedPictures, SizesOfTheTableAndMirrorImages) {
+  const struct {
+    int holder, width, height;
+  } table[] = {{9, 203, 201}, {2, 201, 203}, {4, 198, 202}, {5, 201, 203},
+               {6, 201, 203}, {7, 201, 203}, {8, 201, 203}};
+  for (const auto& row : table) {
+    Picture p = embeddedPicture(row.holder);
+    ASSERT_TRUE(p) << row.holder;
+    EXPECT_EQ(p->width, row.width) << row.holder;
+    EXPECT_EQ(p->height, row.height) << row.holder;
+    // Mirror symmetric about some axis within three pixels of the middle.
+    auto mirrored = [&](bool across) {
+      const int n = across ? p->width : p->height;
+      for (int shift = -6; shift <= 6; ++shift) {  // in half pixels
+        bool same = true;
+        for (int y = 0; y < p->height && same; ++y)
+          for (int x = 0; x < p->width && same; ++x) {
+            const int m = n - 1 + shift - (across ? x : y);
+            if (m < 0 || m >= n) continue;
+            same = p->at(x, y) == (across ? p->at(m, y) : p->at(x, m));
+          }
+        if (same) return true;
+      }
+      return false;
+    };
+    EXPECT_TRUE(mirrored(true)) << row.holder;
+    EXPECT_TRUE(mirrored(false)) << row.holder;
+  }
 }
 
 }  // namespace
