@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
+#include <QStyle>
 #include <QTime>
 #include <QTimer>
 #include <cmath>
@@ -34,6 +35,18 @@ void setBackground(QWidget* w, int r, int g, int b) {
   p.setColor(QPalette::Base, QColor(r, g, b));
   w->setPalette(p);
   w->setAutoFillBackground(true);
+}
+
+// The captions were laid out for a narrow system face; with a wider one a
+// caption that would be cut at its control's edge gets a smaller size.
+void fitCaption(QWidget* w, const QString& caption, int room) {
+  QFont f = w->font();
+  int size = QFontInfo(f).pixelSize();
+  const int smallest = std::max(6, size * 2 / 3);
+  while (size > smallest && QFontMetrics(f).horizontalAdvance(caption) > room) {
+    f.setPixelSize(--size);
+  }
+  w->setFont(f);
 }
 
 QString q(const std::string& s) {
@@ -84,6 +97,7 @@ void Form::buildControls() {
     auto* l = new QLabel(caption, view_);
     place(l, left, top, width, 255);
     setBackground(l, r, g, b);
+    fitCaption(l, l->text(), l->width());
     l->hide();
     return l;
   };
@@ -102,6 +116,7 @@ void Form::buildControls() {
   Command3 = new QPushButton("Click to begin", view_);
   place(Command3, 120, 240, 1215, 495);
   Command3->raise();  // the same rectangle, in front
+  for (QPushButton* b : {Command1, Command3}) fitCaption(b, b->text(), b->width() - px(90));
   connect(Command1, &QPushButton::clicked, this, [this] {
     if (onCommand1) onCommand1();
   });
@@ -154,6 +169,13 @@ void Form::buildControls() {
   place(Option2, 120, 5760, 1095, 495);
   for (QRadioButton* o : {Option1, Option2}) {
     setBackground(o, 255, 0, 0);
+    QPalette p = o->palette();
+    p.setColor(QPalette::Button, QColor(255, 0, 0));  // the style paints this role behind them
+    p.setColor(QPalette::Base, Qt::white);            // the indicator stays readable
+    o->setPalette(p);
+    const int indicator = o->style()->pixelMetric(QStyle::PM_ExclusiveIndicatorWidth, nullptr, o) +
+                          o->style()->pixelMetric(QStyle::PM_RadioButtonLabelSpacing, nullptr, o);
+    fitCaption(o, o->text(), o->width() - indicator - px(30));
     o->hide();
   }
   auto* group = new QButtonGroup(this);
@@ -173,6 +195,8 @@ void Form::buildControls() {
   Picture2->setAlignment(Qt::AlignTop | Qt::AlignLeft);
   Picture2->setAttribute(Qt::WA_NoMousePropagation);
   Picture2->hide();
+  // The bouncing picture passes in front of the information page.
+  Picture1->raise();
 }
 
 QAction* Form::entry(QMenu* menu, const char* caption, bool checked, bool enabled, bool visible,
