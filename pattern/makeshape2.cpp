@@ -55,7 +55,6 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
 
   for (;;) {  // restart point
     const Centre c = centreOf(host);
-    const double half = st.swidth / 2;
     restartPoint(win, st, o, c);
     double turncount = 0;
 
@@ -91,10 +90,7 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
     if (!failed) break;
 
     ++stats.restarts;
-    wipeBox(win);
-    if (stats.restarts >= kRestartsBeforeSquareWipe)  // see makeshape
-      win.Line(LineFlags::FilledBox, c.x - half - 1, c.y - half - 1, c.x + half + 1, c.y + half + 1,
-               QBColor(15));
+    wipeForRestart(win, st, c, stats.restarts);
   }
 
   const Centre c = centreOf(host);

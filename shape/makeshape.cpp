@@ -61,14 +61,7 @@ GenerationStats makeshape(GeneratorHost& host, AppState& st) {
 
     // Wipe and restart.
     ++stats.restarts;
-    wipeBox(win);
-    if (stats.restarts >= kRestartsBeforeSquareWipe) {
-      // Where the square reaches past the fixed box the wipe leaves old
-      // strokes behind, and every new stroke would count them as crossings
-      // for ever; after this many restarts the square is wiped as well.
-      win.Line(LineFlags::FilledBox, c.x - half - 1, c.y - half - 1, c.x + half + 1, c.y + half + 1,
-               QBColor(15));
-    }
+    wipeForRestart(win, st, c, stats.restarts);
   }
 
   const Centre c = centreOf(host);

@@ -159,18 +159,20 @@ constexpr int kYPartX[8] = {+1, +1, +1, +1, -1, -1, -1, -1};
 constexpr int kYPartY[8] = {+1, +1, -1, -1, -1, -1, +1, +1};
 }  // namespace
 
-void moveDiagonalsX(Orbit& o, double qshift) {
+namespace {
+void shiftDiagonals(Orbit& o, double qshift, const int (&xSigns)[8], const int (&ySigns)[8]) {
   for (int i = 0; i < 8; ++i) {
-    o.qx[i] = kXPartX[i] > 0 ? o.qx[i] + qshift : o.qx[i] - qshift;
-    o.qy[i] = kXPartY[i] > 0 ? o.qy[i] + qshift : o.qy[i] - qshift;
+    o.qx[i] = xSigns[i] > 0 ? o.qx[i] + qshift : o.qx[i] - qshift;
+    o.qy[i] = ySigns[i] > 0 ? o.qy[i] + qshift : o.qy[i] - qshift;
   }
 }
+}  // namespace
 
+void moveDiagonalsX(Orbit& o, double qshift) {
+  shiftDiagonals(o, qshift, kXPartX, kXPartY);
+}
 void moveDiagonalsY(Orbit& o, double qshift) {
-  for (int i = 0; i < 8; ++i) {
-    o.qx[i] = kYPartX[i] > 0 ? o.qx[i] + qshift : o.qx[i] - qshift;
-    o.qy[i] = kYPartY[i] > 0 ? o.qy[i] + qshift : o.qy[i] - qshift;
-  }
+  shiftDiagonals(o, qshift, kYPartX, kYPartY);
 }
 
 void plotEdgePoints(Surface& win, const AppState& st, const Orbit& o, bool withSides) {
@@ -196,8 +198,11 @@ void drawGuideCross(Surface& win, const AppState& st, Centre c) {
            QBColor(7));
 }
 
-void wipeBox(Surface& win) {
+void wipeForRestart(Surface& win, const AppState& st, Centre c, long restarts) {
   win.Line(LineFlags::FilledBox, 0, 0, 1000, 1000, QBColor(15));
+  if (restarts < kRestartsBeforeSquareWipe) return;
+  const double reach = st.swidth / 2 + 1;
+  win.Line(LineFlags::FilledBox, c.x - reach, c.y - reach, c.x + reach, c.y + reach, QBColor(15));
 }
 
 void normalise(double& u, double& v) {

@@ -49,8 +49,9 @@ void plotEdgePoints(Surface& win, const AppState& st, const Orbit& o, bool withS
 void plotDiagonals(Surface& win, const Orbit& o);
 // The grey cross to the left of the shape that stands while a stroke is drawn.
 void drawGuideCross(Surface& win, const AppState& st, Centre c);
-// Wipes the fixed drawing box white before a new stroke.
-void wipeBox(Surface& win);
+// Wipes the fixed drawing box white before a new stroke; after many
+// restarts also the shape's own square (see kRestartsBeforeSquareWipe).
+void wipeForRestart(Surface& win, const AppState& st, Centre c, long restarts);
 
 // Velocity, acceleration and twist of a stroke; all pairs at unit size but
 // the raw twist of a pattern.
@@ -83,8 +84,9 @@ void copyToPicture1(GeneratorHost& host, AppState& st, Centre c);
 // stroke that passes before it applies.
 // A stroke still walking after this many turns is thrown away.
 inline constexpr long kTurnCap = 100000;
-// From this many restarts on, a wipe also clears the shape's own square,
-// where it reaches past the fixed box.
+// From this many restarts on, a wipe also clears the shape's own square:
+// where it reaches past the fixed box the wipe leaves old strokes behind, and
+// every new stroke would count them as crossings for ever.
 inline constexpr long kRestartsBeforeSquareWipe = 1000;
 // From this many restarts on, a stroke that reaches its end inside the area
 // is kept whatever its crossings (a side count below zero fails them all).

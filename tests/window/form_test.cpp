@@ -303,10 +303,3 @@ TEST(EmbeddedPictures, SizesOfTheTableAndMirrorImages) {
 
 }  // namespace
 }  // namespace tavrel
-
-int main(int argc, char** argv) {
-  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-  QApplication app(argc, argv);
-  testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
-}
