@@ -1,10 +1,10 @@
-// The run modes stepped through a window without a toolkit.
+// The run modes' rules stepped through a window without a toolkit; the real
+// window runs them end to end in tests/window/run_modes_test.cpp.
 #include <gtest/gtest.h>
 
 #include <set>
 
 #include "modes/modes.h"
-#include "shape/makeshape.h"
 #include "tests/modes/fake_run_host.h"
 
 namespace tavrel {
@@ -129,84 +129,6 @@ TEST(MainLoop, StepsAndBounces) {
   st.dbb = 0.005;
   mainLoopTurn(host, st);
   EXPECT_EQ(st.bwb, 0.01);
-}
-
-TEST(Modes, ScreenSaverAndBackClampsCopiesAndTicks) {
-  FakeRunHost host(641, 481);
-  AppState st;
-  st.swidth = 100;
-  st.rnd.Randomize(5);
-  makeshape(host, st);
-  const Picture shape = host.SurfacePicture1().Image();
-  host.fields[1] = "10";
-  host.fields[2] = "0";
-  host.fields[4] = "abc";
-  ssaverClick(host, st);
-  EXPECT_EQ(st.ssmode, 1);
-  EXPECT_EQ(host.fields[1], "40");
-  EXPECT_EQ(host.fields[2], "1");
-  EXPECT_EQ(host.fields[4], "1");
-  EXPECT_EQ(host.interval[TimerId::Timer1], 1000);
-  EXPECT_TRUE(host.enabled[TimerId::Timer1]);
-  EXPECT_TRUE(host.visible[Control::Picture1]);
-  EXPECT_TRUE(host.checked[Menu::ssaver]);
-  EXPECT_FALSE(host.checked[Menu::regmode]);
-  EXPECT_EQ(host.left, 320 - 50);
-  EXPECT_EQ(host.top, 240 - 50);
-  EXPECT_EQ(host.SurfaceWindow().pixel(320, 240), kBlack);
-  EXPECT_EQ(std::abs(st.awb), 0.01);
-
-  host.fields[4] = "7";
-  ssaverClick(host, st);  // already on: not even a new interval
-  EXPECT_EQ(host.interval[TimerId::Timer1], 1000);
-
-  timer1Tick(host, st);  // a new shape, with the near-black cover on the window
-  EXPECT_EQ(host.SurfaceWindow().pixel(320, 240), OutlineColor);
-  const Picture newest = host.SurfacePicture1().Image();
-  EXPECT_NE(*newest, *shape);
-
-  regmodeClick(host, st);
-  EXPECT_EQ(st.ssmode, 0);
-  EXPECT_FALSE(host.visible[Control::Picture1]);
-  EXPECT_FALSE(host.enabled[TimerId::Timer1]);
-  EXPECT_TRUE(host.panelShown);
-  // One pixel up and left of where it was drawn, one pixel larger.
-  const Surface& win = host.SurfaceWindow();
-  for (int y = 0; y <= 100; ++y)
-    for (int x = 0; x <= 100; ++x)
-      ASSERT_EQ(win.pixel(270 + x, 190 + y), newest->at(x + 1, y + 1)) << x << "," << y;
-  EXPECT_EQ(win.pixel(269, 240), kBlack);
-}
-
-TEST(Startup, StartScreenThenFirstShapeThenLoop) {
-  FakeRunHost host(800, 600);
-  AppState st;
-  host.files.insert("example3.bmp");
-  int turns = 0;
-  host.events.push_back([] {});
-  host.events.push_back([&] {
-    EXPECT_FALSE(host.menuVisible[Menu::options]);
-    EXPECT_EQ(st.tcolor, 1);
-    command3Click(host, st);
-  });
-  std::function<void()> countTurns = [&] {
-    if (++turns == 6) throw Ended{};  // a few turns of the main loop
-    host.events.push_back(countTurns);
-  };
-  host.events.push_back(countTurns);
-  EXPECT_THROW(startup(host, st), Ended);
-  EXPECT_NE(slotOf(host.loads.at(0)), 1);
-  EXPECT_TRUE(host.menuVisible[Menu::options]);
-  EXPECT_TRUE(host.menuVisible[Menu::orderinfo]);
-  EXPECT_TRUE(host.panelShown);
-  EXPECT_FALSE(host.enabled[TimerId::Timer4]);
-  EXPECT_EQ(host.SurfaceWindow().picture(), nullptr);
-  for (int i = 1; i <= 7; ++i) EXPECT_EQ(st.slideshown[i], 0);
-  EXPECT_EQ(st.swidth, 100);
-  EXPECT_EQ(std::abs(st.awb), 0.01);
-  // The first shape stands in the middle, on the boundary colour.
-  EXPECT_EQ(host.SurfaceWindow().pixel(5, 5), OutlineColor);
-  EXPECT_EQ(host.SurfacePicture1().width(), 102);
 }
 
 }  // namespace

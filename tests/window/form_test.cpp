@@ -97,15 +97,6 @@ TEST(Form, MenuTreeAndHandlers) {
   EXPECT_FALSE(f.uedit->isEnabled());
   EXPECT_EQ(f.hgfhg->text(), "Print pattern (press \"P\")");
 
-  f.tslow->trigger();
-  EXPECT_EQ(f.st.nwait4, 1);
-  EXPECT_TRUE(f.ticked(f.tslow));
-  EXPECT_FALSE(f.ticked(f.tfast));
-  f.st.nwait4 = 5;
-  f.tslow->trigger();  // already ticked: nothing
-  EXPECT_EQ(f.st.nwait4, 5);
-  EXPECT_TRUE(f.tslow->isChecked());
-
   f.cpp9->trigger();
   EXPECT_EQ(f.st.mpattern, 1);
   EXPECT_EQ(f.st.ggmbj, 1);
