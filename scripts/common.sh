@@ -31,16 +31,10 @@ install_missing() {
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
 }
 
-# The window layer lands after the engine; until its folder has a build file
-# everything else still builds and tests.
-window_flag() {
-  if [ -f window/CMakeLists.txt ]; then echo -DTAVREL_BUILD_WINDOW=ON; else echo -DTAVREL_BUILD_WINDOW=OFF; fi
-}
-
 # build DIR [cmake options...]
 build() {
   local dir=$1
   shift
-  cmake -S . -B "$dir" -G Ninja "$(window_flag)" "$@"
+  cmake -S . -B "$dir" -G Ninja "$@"
   ninja -C "$dir"
 }
