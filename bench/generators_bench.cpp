@@ -15,9 +15,9 @@ namespace {
 
 constexpr int kSeeds = 250;
 
-using Generator = GenerationStats (*)(GeneratorHost&, AppState&);
+using GeneratorFn = GenerationStats (*)(GeneratorHost&, AppState&);
 
-void perPicture(benchmark::State& state, Generator generate) {
+void perPicture(benchmark::State& state, GeneratorFn generate) {
   const int w = static_cast<int>(state.range(0)), h = static_cast<int>(state.range(1));
   std::vector<double> ms;
   for (auto _ : state) {

@@ -380,6 +380,23 @@ Long Surface::FloodFill(Long /*hdc*/, Long x, Long y, Colour boundary) {
   return 1;
 }
 
+void Surface::recolour(const PixelRect& r, std::span<const std::pair<Colour, Colour>> map) {
+  flush();
+  const PixelRect area = r.intersected(bounds());
+  if (area.empty() || map.empty()) return;
+  for (int y = area.top; y <= area.bottom; ++y) {
+    Colour* row = &px_[index(0, y)];
+    for (int x = area.left; x <= area.right; ++x)
+      for (const auto& [from, to] : map)
+        if (row[x] == from) {
+          row[x] = to;
+          break;
+        }
+  }
+  unsure_.unite(area);
+  touched(area);
+}
+
 bool Surface::paintPixels(const Colour* pixels, int srcW, int srcH, double dx, double dy, double dw,
                           double dh, double sx, double sy, double sw, double sh) {
   flush();

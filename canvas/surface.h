@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "canvas/convert.h"
@@ -91,6 +93,9 @@ class Surface {
                     double sy, double sw, double sh);
   bool PaintPicture(const Surface& src, double dx, double dy, double dw, double dh, double sx,
                     double sy, double sw, double sh);
+
+  // Within `r`, every pixel of a colour `from` in `map` takes its `to`.
+  void recolour(const PixelRect& r, std::span<const std::pair<Colour, Colour>> map);
 
   // Direct scanline access, for display and tests.
   const Colour* scanline(int y) const;

@@ -29,6 +29,37 @@ void loadBackdrop(RunHost& host, int slot) {
   if (host.LoadPicture(backdropFile(slot), p)) host.SurfaceWindow().setPicture(std::move(p));
 }
 
+// The tile in Picture1 repeated edge to edge over the whole window, the
+// picture's top left pixel (1, 1) landing at (left, top). Neighbouring tiles
+// share their frame lines, so the repeat reads as one pattern.
+void repeatTile(RunHost& host, const AppState& st, double left, double top) {
+  if (st.tilerepeat != 1 || st.ssmode != 0 || st.picture1Recipe.generator != Generator::pattern)
+    return;
+  const Picture tile = host.SurfacePicture1().Image();
+  Surface& win = host.SurfaceWindow();
+  const int period = static_cast<int>(st.swidth) - 2;
+  const int x0 = static_cast<int>(left) % period - period, y0 = static_cast<int>(top) % period - period;
+  for (int y = y0; y < win.height(); y += period)
+    for (int x = x0; x < win.width(); x += period)
+      win.PaintPicture(*tile, x, y, period, period, 1, 1, period, period);
+}
+
+// The generators' own square on the window, where Picture1's pixel (1, 1) came from.
+double squareLeft(RunHost& host, const AppState& st) {
+  return Int(host.ScaleWidth() / 2.0) - st.swidth / 2 + 1;
+}
+double squareTop(RunHost& host, const AppState& st) {
+  return Int(host.ScaleHeight() / 2.0) - st.swidth / 2 + 1;
+}
+
+// A new picture by the chosen generator: two tests of their own, so that a
+// choice made during the first generation's event pump runs the other
+// generator right after it.
+void newPicture(RunHost& host, AppState& st, double choice) {
+  if (choice == 0) makeshape(host, st);
+  if (choice == 1) makeshape2(host, st);
+}
+
 void blackBox(RunHost& host) {
   host.SurfaceWindow().Line(LineFlags::FilledBox, 0, 0, 1000, 1000, QBColor(0));
 }
@@ -47,8 +78,11 @@ std::string backdropFile(int slot) {
 }
 
 void startup(RunHost& host, AppState& st) {
-  // The start screen.
-  st.tcolor = 1;
+  // The start screen. The colour mode matches the tick of the colour menu:
+  // true colours by design, or what the saved settings chose.
+  st.tcolor = host.isChecked(Menu::bcolorm) ? kBasicColours
+              : host.isChecked(Menu::uedit) ? kUserColours
+                                            : kTrueColours;
   st.rnd.Randomize(host.secondsSinceMidnight());
   int pick = 0;
   do pick = static_cast<int>(Int(st.Rnd() * 7) + 1);
@@ -79,14 +113,7 @@ void startup(RunHost& host, AppState& st) {
 
   // First values and the first generation.
   skipOnError([&] {
-    st.ssg = 4;
-    st.detailf = 20;
-    st.complexy = 2;
-    st.swidth = 100;
-    st.a = Int(host.ScaleWidth() / 2.0);
-    st.b = Int(host.ScaleHeight() / 2.0) - st.swidth / 2;
-    st.az = st.a;
-    st.bz = st.b;
+    firstValues(st, host.ScaleWidth(), host.ScaleHeight());
     st.abb = Int(st.Rnd() * ((host.ScaleWidth() - st.swidth / 2) - 10)) + 1;
     st.dbb = Int(st.Rnd() * ((host.ScaleHeight() - st.swidth / 2) - 10)) + 1;
     st.awb = direction(st);
@@ -98,6 +125,7 @@ void startup(RunHost& host, AppState& st) {
   skipOnError([&] {
     if (st.mpattern == 1) makeshape2(host, st);
   });
+  skipOnError([&] { repeatTile(host, st, squareLeft(host, st), squareTop(host, st)); });
 
   for (;;) skipOnError([&] { mainLoopTurn(host, st); });
 }
@@ -144,15 +172,12 @@ void timer7Tick(RunHost&, AppState& st) {
 void command1Click(RunHost& host, AppState& st) {
   host.DoEvents();
   st.circle2 = 0;
-  // Two tests of their own: a choice made during the first generation's
-  // event pump runs the other generator right after it.
-  if (st.mpattern == 0) makeshape(host, st);
-  if (st.mpattern == 1) makeshape2(host, st);
+  newPicture(host, st, st.mpattern);
+  repeatTile(host, st, squareLeft(host, st), squareTop(host, st));
 }
 
 void timer1Tick(RunHost& host, AppState& st) {
-  if (st.ggmbj == 0) makeshape(host, st);
-  if (st.ggmbj == 1) makeshape2(host, st);
+  newPicture(host, st, st.ggmbj);
 }
 
 void ssaverClick(RunHost& host, AppState& st) {
@@ -195,16 +220,16 @@ void regmodeClick(RunHost& host, AppState& st) {
   // The newest shape comes back onto the window, one pixel up and to the
   // left of where it was drawn and one pixel larger.
   const double side = st.swidth + 1;
+  const double left = squareLeft(host, st) - 1, top = squareTop(host, st) - 1;
   bool ok = false;
   try {
     const Picture shape = host.SurfacePicture1().Image();
-    ok = host.SurfaceWindow().PaintPicture(*shape, Int(host.ScaleWidth() / 2.0) - st.swidth / 2,
-                                           Int(host.ScaleHeight() / 2.0) - st.swidth / 2, side,
-                                           side, 1, 1, side, side);
+    ok = host.SurfaceWindow().PaintPicture(*shape, left, top, side, side, 1, 1, side, side);
   } catch (const std::exception&) {
     ok = false;
   }
   if (!ok) host.End();
+  repeatTile(host, st, left, top);
 }
 
 void nextslide(RunHost& host, AppState& st) {

@@ -1,27 +1,45 @@
-// What the run modes need of the window, beyond what a generator needs: the
-// controls they show and hide, the menus, the timers and the pictures.
+// The meeting point of the run modes and the window. RunHost is what the run
+// modes need of the window beyond what a generator needs: the controls they
+// show and hide, the menus, the timers and the pictures. RunEvents is what
+// the window hands back: every event of its controls, to the handlers.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-#include "shape/host.h"
+#include "stages/host.h"
 
 namespace tavrel {
 
 enum class Control { Command1, Command3, Label6, Picture1, Picture2 };
-enum class Menu { options, patmode5, orderinfo, regmode, ssaver };
+
+// Every entry of the menu tree, by its name; a name in brackets in the tree
+// heads a submenu.
+enum class Menu {
+  options, regmode, ssaver, hfggf, tslow, tfast, impcolor, colormode, uedit, tcolorm, bcolorm,
+  fgdfgfg, hgfhg, sdfdssdf, fgdgf, dfsdffd, fghfghg, restored, sfancy, quit,
+  patmode5, csingle, cpp9, cpattern,
+  tyhfghgfh, snormal, scenter,
+  orderinfo
+};
+
 enum class TimerId { Timer1, Timer2, Timer4, Timer7 };
 
-class RunHost : public GeneratorHost {
+// Key codes the side stepper of Text4 reacts to.
+enum KeyCode : int { kKeyLeft = 37, kKeyUp = 38, kKeyRight = 39, kKeyDown = 40 };
+
+class RunHost : public virtual GeneratorHost {
  public:
   virtual bool isVisible(Control c) = 0;
   virtual void setVisible(Control c, bool visible) = 0;
   // The controls of the regular screen, shown and hidden as one step.
   virtual void showControlPanel() = 0;
   virtual void hideControlPanel() = 0;
+  // Selects "Shapes Fancy" (true) or "Shapes Regular" (false).
+  virtual void selectOption2(bool fancy) = 0;
 
   virtual void setMenuVisible(Menu m, bool visible) = 0;
+  virtual bool isChecked(Menu m) = 0;
   virtual void setChecked(Menu m, bool checked) = 0;
 
   virtual void setTimerEnabled(TimerId t, bool enabled) = 0;
@@ -38,6 +56,27 @@ class RunHost : public GeneratorHost {
 
   // The seed of Randomize.
   virtual std::uint32_t secondsSinceMidnight() = 0;
+};
+
+class RunEvents {
+ public:
+  virtual ~RunEvents() = default;
+
+  // The window is on the screen for the first time; never returns.
+  virtual void startup() = 0;
+  // A click of Command1 or Command3.
+  virtual void click(Control c) = 0;
+  // A click of Option1 (fancy false) or Option2 (fancy true).
+  virtual void optionClick(bool fancy) = 0;
+  virtual void menuClick(Menu m) = 0;
+  virtual void timerTick(TimerId t) = 0;
+  // A mouse button pressed on the bare surface of the window.
+  virtual void mouseDown() = 0;
+  // Keys in the fields: released in Text2, Text3, Text5; pressed in Text4
+  // (with its key code); and a changed text in Text6, Text7.
+  virtual void keyUp(Field f) = 0;
+  virtual void keyDown(Field f, int keyCode) = 0;
+  virtual void textChanged(Field f) = 0;
 };
 
 }  // namespace tavrel

@@ -2,6 +2,8 @@
 
 #include "pattern/tile.h"
 
+#include <utility>
+
 namespace tavrel {
 
 using namespace stages;
@@ -44,7 +46,7 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
   Surface& win = host.SurfaceWindow();
 
   // The arms start at the centre, and the window loses its picture.
-  setUp(host, st, /*centerf=*/1, /*clearWindowPicture=*/true);
+  Recipe made = setUp(host, st, Generator::pattern);
 
   Orbit o;
   Walker walk;
@@ -97,7 +99,7 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
   paintRegions(host, st, o, c);
   sizePicture1(host, st);
   cornerPatch(win, st, c);
-  copyToPicture1(host, st, c);
+  copyToPicture1(host, st, c, std::move(made));
   return stats;
 }
 

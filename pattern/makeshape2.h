@@ -3,7 +3,8 @@
 // tile ends in Picture1.
 #pragma once
 
-#include "shape/makeshape.h"
+#include "stages/host.h"
+#include "state/app_state.h"
 
 namespace tavrel {
 

@@ -1,7 +1,7 @@
 // The stages of a pattern tile that a single shape doesn't have.
 #pragma once
 
-#include "shape/stages.h"
+#include "stages/stages.h"
 
 namespace tavrel::tile {
 

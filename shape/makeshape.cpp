@@ -1,8 +1,9 @@
 #include "shape/makeshape.h"
 
 #include <cmath>
+#include <utility>
 
-#include "shape/stages.h"
+#include "stages/stages.h"
 
 namespace tavrel {
 
@@ -12,7 +13,7 @@ GenerationStats makeshape(GeneratorHost& host, AppState& st) {
   GenerationStats stats;
   Surface& win = host.SurfaceWindow();
 
-  setUp(host, st, /*centerf=*/0, /*clearWindowPicture=*/false);
+  Recipe made = setUp(host, st, Generator::shape);
 
   Orbit o;
   Walker walk;
@@ -67,7 +68,7 @@ GenerationStats makeshape(GeneratorHost& host, AppState& st) {
   const Centre c = centreOf(host);
   paintRegions(host, st, o, c);
   sizePicture1(host, st);
-  copyToPicture1(host, st, c);
+  copyToPicture1(host, st, c, std::move(made));
   return stats;
 }
 

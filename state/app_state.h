@@ -9,6 +9,7 @@
 
 #include "canvas/convert.h"
 #include "canvas/random.h"
+#include "state/recipe.h"
 
 namespace tavrel {
 
@@ -30,7 +31,7 @@ class DecimalText {
 
 struct AppState {
   // Settings chosen by the user.
-  double tcolor = 0;    // 1 true colours, 0 basic colours
+  double tcolor = 0;    // 1 true colours, 0 basic colours, 2 the user palette
   double mpattern = 0;  // generator for the button and the first shape: 0 shape, 1 pattern
   Integer ggmbj = 0;    // generator for the screen-saver tick
   double ssmode = 0;    // 0 regular, 1 screen-saver
@@ -41,6 +42,8 @@ struct AppState {
   double ssg = 0;
   double swidth = 0;
   double complexy2 = 0;
+  UserPalette userColors = basicPalette();  // what basic colours become in user colour mode
+  double tilerepeat = 0;  // 1: a new tile is repeated over the window in regular mode
 
   // State of a generation.
   double a = 0, b = 0;
@@ -64,10 +67,16 @@ struct AppState {
   std::vector<Long> slideshown = std::vector<Long>(100001, 0);
   double lastpic = 0;
   double lastslide = 0;
+  Recipe picture1Recipe;  // what made the picture that Picture1 holds
 
   // The source behind Rnd; seeded once by Randomize.
   Random rnd;
   double Rnd() { return rnd.Rnd(); }
 };
+
+// The values every run gives the state before its first generation, on a
+// drawing surface of the given size: the one start shared by the window, the
+// renderer and the screen-saver module.
+void firstValues(AppState& st, double scaleWidth, double scaleHeight);
 
 }  // namespace tavrel

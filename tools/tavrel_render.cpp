@@ -23,7 +23,7 @@
 
 #include "canvas/image_io.h"
 #include "pattern/makeshape2.h"
-#include "shape/host.h"
+#include "stages/host.h"
 #include "shape/makeshape.h"
 #include "state/app_state.h"
 
@@ -38,18 +38,18 @@ constexpr int kMaxZoom = 16;
 
 using GeneratorFn = GenerationStats (*)(GeneratorHost&, AppState&);
 
-struct Generator {
+struct GeneratorChoice {
   std::string_view name;
   GeneratorFn run;  // nullptr while the generator isn't built
 };
 
-constexpr Generator kGenerators[] = {
+constexpr GeneratorChoice kGenerators[] = {
     {"shape", makeshape},
     {"pattern", makeshape2},
 };
 
 struct Settings {
-  const Generator* generator = nullptr;
+  const GeneratorChoice* generator = nullptr;
   std::optional<std::uint32_t> seed;  // none: taken from the clock
   long long count = 1;
   int width = 0, height = 0;
@@ -85,7 +85,7 @@ std::optional<T> wholeNumber(std::string_view text) {
 }
 
 Check setGenerator(Settings& s, std::string_view v) {
-  for (const Generator& g : kGenerators) {
+  for (const GeneratorChoice& g : kGenerators) {
     if (g.name == v) {
       s.generator = &g;
       return kOk;
@@ -297,16 +297,8 @@ std::uint32_t seedFromClock() {
 // The values that start-up gives AppState before its first generation.
 void startupValues(AppState& st, GeneratorHost& host, const Settings& s) {
   st.tcolor = s.trueColours ? 1 : 0;
-  st.ssg = 4;
-  st.detailf = 20;
-  st.complexy = 2;
-  st.swidth = 100;
-  st.centerf = 0;
   st.ssmode = s.screensaver ? 1 : 0;
-  st.a = Int(host.ScaleWidth() / 2.0);
-  st.b = Int(host.ScaleHeight() / 2.0) - st.swidth / 2;
-  st.az = st.a;
-  st.bz = st.b;
+  firstValues(st, host.ScaleWidth(), host.ScaleHeight());
 }
 
 bool writePicture(const fs::path& png, const ImageData& img, const Settings& s) {

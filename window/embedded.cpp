@@ -23,9 +23,10 @@ Picture embeddedPicture(int holder) {
 }
 
 void loadEmbeddedPictures(Form& form) {
-  for (int holder = 4; holder <= 9; ++holder) form.slides[holder] = embeddedPicture(holder);
+  for (int holder = 4; holder <= 9; ++holder)
+    form.setSlidePicture(holder, embeddedPicture(holder));
   // The window shows the picture of Picture9 until the start-up replaces it.
-  form.SurfaceWindow().setPicture(form.slides[9]);
+  form.SurfaceWindow().setPicture(form.slidePicture(9));
   form.setPicture2(embeddedPicture(2));
 }
 

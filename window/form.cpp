@@ -7,16 +7,17 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QProxyStyle>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
-#include <QStyle>
+#include <QStyleOptionButton>
+#include <QStyleOptionMenuItem>
+#include <QStylePainter>
 #include <QTime>
-#include <QTimer>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
 
 #include "canvas/image_io.h"
 #include "window/surface_view.h"
@@ -25,8 +26,7 @@ namespace tavrel {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-// The classic desktop timer resolution.
+// Timers tick on this clock, as desktop timers commonly do.
 constexpr auto kTimerPeriod = std::chrono::microseconds(15625);
 
 void setBackground(QWidget* w, int r, int g, int b) {
@@ -37,21 +37,68 @@ void setBackground(QWidget* w, int r, int g, int b) {
   w->setAutoFillBackground(true);
 }
 
-// The captions were laid out for a narrow system face; with a wider one a
-// caption that would be cut at its control's edge gets a smaller size.
-void fitCaption(QWidget* w, const QString& caption, int room) {
-  QFont f = w->font();
-  int size = QFontInfo(f).pixelSize();
-  const int smallest = std::max(6, size * 2 / 3);
-  while (size > smallest && QFontMetrics(f).horizontalAdvance(caption) > room) {
-    f.setPixelSize(--size);
-  }
-  w->setFont(f);
-}
-
 QString q(const std::string& s) {
   return QString::fromStdString(s);
 }
+
+// A push button whose caption wraps onto as many lines as the button needs,
+// in the window's one font.
+class WrappingButton : public QPushButton {
+ public:
+  using QPushButton::QPushButton;
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    QStylePainter p(this);
+    QStyleOptionButton o;
+    initStyleOption(&o);
+    const QString caption = o.text;
+    o.text.clear();
+    p.drawControl(QStyle::CE_PushButton, o);
+    const QRect room = style()->subElementRect(QStyle::SE_PushButtonContents, &o, this);
+    p.setPen(palette().color(isEnabled() ? QPalette::Active : QPalette::Disabled,
+                             QPalette::ButtonText));
+    p.drawText(room, Qt::AlignCenter | Qt::TextWordWrap, caption);
+  }
+};
+
+// An option button whose caption wraps beside its indicator.
+class WrappingRadio : public QRadioButton {
+ public:
+  using QRadioButton::QRadioButton;
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    QStylePainter p(this);
+    QStyleOptionButton o;
+    initStyleOption(&o);
+    const QString caption = o.text;
+    o.text.clear();
+    p.drawControl(QStyle::CE_RadioButton, o);
+    QRect room = style()->subElementRect(QStyle::SE_RadioButtonContents, &o, this);
+    room.setRight(rect().right());
+    p.setPen(palette().color(QPalette::WindowText));
+    p.drawText(room, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWordWrap, caption);
+  }
+};
+
+// Menu entries show a tick when ticked and nothing when not: no empty box.
+class PlainTicks : public QProxyStyle {
+ public:
+  void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                   const QWidget* widget) const override {
+    if (element == CE_MenuItem) {
+      if (const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
+          item && item->checkType != QStyleOptionMenuItem::NotCheckable && !item->checked) {
+        QStyleOptionMenuItem plain = *item;
+        plain.checkType = QStyleOptionMenuItem::NotCheckable;
+        QProxyStyle::drawControl(element, &plain, painter, widget);
+        return;
+      }
+    }
+    QProxyStyle::drawControl(element, option, painter, widget);
+  }
+};
 
 }  // namespace
 
@@ -59,16 +106,14 @@ Form::Form(double scale, QWidget* parent)
     : QMainWindow(parent), scale_(scale), window_(592, 552, kBlack), picture1_(201, 161, kBlack) {
   setWindowTitle("Tavrel");
   view_ = new SurfaceView(window_, scale_, this);
-  view_->onPress = [this] {
-    if (onMouseDown) onMouseDown();
-  };
+  view_->setObjectName("SurfaceWindow");
+  view_->onPress = [this] { report([](RunEvents& e) { e.mouseDown(); }); };
   view_->onFirstPaint = [this] {
     // After this paint has finished: the start-up never returns.
     QTimer::singleShot(0, this, [this] {
-      if (!started_ && onStartup) {
-        started_ = true;
-        onStartup();
-      }
+      if (started_ || !events_) return;
+      started_ = true;
+      events_->startup();
     });
   };
   setCentralWidget(view_);
@@ -76,11 +121,13 @@ Form::Form(double scale, QWidget* parent)
   buildMenus();
   resize(static_cast<int>(592 * scale_),
          static_cast<int>(552 * scale_) + menuBar()->sizeHint().height());
-  Timer2.interval = 3000;
-  Timer4.interval = 5000;
-  Timer4.enabled = true;
-  armTimer(Timer4);
-  Timer7.enabled = true;  // with interval 0: idle
+  timer(TimerId::Timer2).interval = 3000;
+  timer(TimerId::Timer4).interval = 5000;
+  timer(TimerId::Timer4).enabled = true;
+  armTimer(timer(TimerId::Timer4));
+  timer(TimerId::Timer7).enabled = true;  // with interval 0: idle
+  wake_.setSingleShot(true);
+  wake_.setTimerType(Qt::PreciseTimer);
 }
 
 Form::~Form() = default;
@@ -89,248 +136,218 @@ int Form::px(double twips) const {
   return static_cast<int>(std::lround(twips / 15 * scale_));
 }
 
+void Form::report(const std::function<void(RunEvents&)>& event) {
+  if (events_) event(*events_);
+}
+
 void Form::buildControls() {
-  auto place = [this](QWidget* w, int left, int top, int width, int height) {
+  auto place = [this](QWidget* w, const char* name, int left, int top, int width, int height) {
+    w->setObjectName(name);
     w->setGeometry(px(left), px(top), px(width), px(height));
   };
-  auto label = [&](const char* caption, int left, int top, int width, int r, int g, int b) {
+  auto label = [&](const char* name, const char* caption, int left, int top, int width, int r,
+                   int g, int b) {
     auto* l = new QLabel(caption, view_);
-    place(l, left, top, width, 255);
+    place(l, name, left, top, width, 255);
     setBackground(l, r, g, b);
-    fitCaption(l, l->text(), l->width());
+    l->setWordWrap(true);
     l->hide();
     return l;
   };
-  auto field = [&](const char* text, int left, int top, int maxLength, bool enabled) {
+  auto makeField = [&](Field f, const char* name, const char* text, int left, int top, int maxLength,
+                   bool enabled) {
     auto* t = new QLineEdit(text, view_);
-    place(t, left, top, 375, 285);
+    place(t, name, left, top, 375, 285);
     if (maxLength > 0) t->setMaxLength(maxLength);
     t->setEnabled(enabled);
     t->installEventFilter(this);
     t->hide();
+    fields_[static_cast<int>(f)] = t;
     return t;
   };
 
-  Command1 = new QPushButton("Create random shape", view_);
-  place(Command1, 120, 240, 1215, 495);
-  Command3 = new QPushButton("Click to begin", view_);
-  place(Command3, 120, 240, 1215, 495);
-  Command3->raise();  // the same rectangle, in front
-  for (QPushButton* b : {Command1, Command3}) fitCaption(b, b->text(), b->width() - px(90));
-  connect(Command1, &QPushButton::clicked, this, [this] {
-    if (onCommand1) onCommand1();
-  });
-  connect(Command3, &QPushButton::clicked, this, [this] {
-    if (onCommand3) onCommand3();
-  });
+  command1_ = new WrappingButton("Create random shape", view_);
+  place(command1_, "Command1", 120, 240, 1215, 495);
+  // Covered by "Click to begin" at first: no key may reach it then.
+  command1_->setFocusPolicy(Qt::NoFocus);
+  command3_ = new WrappingButton("Click to begin", view_);
+  place(command3_, "Command3", 120, 240, 1215, 495);
+  command3_->raise();  // the same rectangle, in front
+  connect(command1_, &QPushButton::clicked, this,
+          [this] { report([](RunEvents& e) { e.click(Control::Command1); }); });
+  connect(command3_, &QPushButton::clicked, this,
+          [this] { report([](RunEvents& e) { e.click(Control::Command3); }); });
 
-  Label2 = label("Size of shape: (40 to 400):", 120, 1560, 1935, 0, 255, 0);
-  Label3 = label("Detail of shape (1 to 25):", 120, 2160, 1815, 128, 255, 255);
-  Label4 = label("Number of sides (4 or 8):", 120, 2160, 1935, 128, 255, 255);
-  Label7 = label("Complexity (1 to 25):", 120, 3120, 1575, 128, 255, 255);
-  Label8 = label("Smoothness (1 to 9):", 120, 3720, 1575, 0, 255, 255);
-  Label5 = label("Seconds waited (scr-mode):", 120, 7200, 2055, 0, 255, 0);
-  Label1 = label("Complexity of shape (0 to 20):", 3120, 6000, 2175, 0, 255, 0);
-  Label6 = new QLabel(
+  QLabel* label1 = label("Label1", "Complexity of shape (0 to 20):", 3120, 6000, 2175, 0, 255, 0);
+  QLabel* label2 = label("Label2", "Size of shape: (40 to 400):", 120, 1560, 1935, 0, 255, 0);
+  QLabel* label3 = label("Label3", "Detail of shape (1 to 25):", 120, 2160, 1815, 128, 255, 255);
+  QLabel* label4 = label("Label4", "Number of sides (4 or 8):", 120, 2160, 1935, 128, 255, 255);
+  QLabel* label5 = label("Label5", "Seconds waited (scr-mode):", 120, 7200, 2055, 0, 255, 0);
+  QLabel* label7 = label("Label7", "Complexity (1 to 25):", 120, 3120, 1575, 128, 255, 255);
+  QLabel* label8 = label("Label8", "Smoothness (1 to 9):", 120, 3720, 1575, 0, 255, 255);
+  label6_ = new QLabel(
       "Tavrel draws random pictures with an eight-fold mirror symmetry. One random stroke, "
       "seen through the mirrors, closes into an outline, and every region inside takes a "
       "colour of its own. Choose a pattern tile or a single shape, true or basic colours, and "
       "let the screen-saver mode show a new picture every few seconds. Press a mouse button "
       "on the window to go back.",
       view_);
-  place(Label6, 120, 240, 2655, 2055);
-  Label6->setWordWrap(true);
-  Label6->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+  place(label6_, "Label6", 120, 240, 2655, 2055);
+  label6_->setWordWrap(true);
+  label6_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
   {
     const QColor text = palette().color(QPalette::Active, QPalette::HighlightedText);
-    setBackground(Label6, text.red(), text.green(), text.blue());
+    setBackground(label6_, text.red(), text.green(), text.blue());
   }
-  Label6->setAttribute(Qt::WA_NoMousePropagation);
-  Label6->hide();
+  label6_->setAttribute(Qt::WA_NoMousePropagation);
+  label6_->hide();
 
-  Text1 = field("0", 5280, 6000, 2, true);
-  Text2 = field("100", 2040, 1560, 3, false);
-  Text3 = field("16", 1920, 2160, 2, true);
-  Text4 = field("4", 2040, 2160, 2, false);
-  Text5 = field("10", 2160, 7200, 2, true);
-  Text6 = field("1", 1680, 3120, 0, false);
-  Text7 = field("2", 1680, 3720, 0, false);
-  auto clampOnChange = [this](QLineEdit* t, double limit, const char* text) {
-    connect(t, &QLineEdit::textChanged, this, [t, limit, text] {
-      if (Val(t->text().toStdString()) > limit) t->setText(text);
-    });
-  };
-  clampOnChange(Text6, 25, "25");
-  clampOnChange(Text7, 9, "9");
+  QLineEdit* text1 = makeField(Field::Text1, "Text1", "0", 5280, 6000, 2, true);
+  QLineEdit* text2 = makeField(Field::Text2, "Text2", "100", 2040, 1560, 3, false);
+  QLineEdit* text3 = makeField(Field::Text3, "Text3", "16", 1920, 2160, 2, true);
+  QLineEdit* text4 = makeField(Field::Text4, "Text4", "4", 2040, 2160, 2, false);
+  QLineEdit* text5 = makeField(Field::Text5, "Text5", "10", 2160, 7200, 2, true);
+  QLineEdit* text6 = makeField(Field::Text6, "Text6", "1", 1680, 3120, 0, false);
+  QLineEdit* text7 = makeField(Field::Text7, "Text7", "2", 1680, 3720, 0, false);
+  for (Field f : {Field::Text6, Field::Text7})
+    connect(field(f), &QLineEdit::textChanged, this,
+            [this, f] { report([f](RunEvents& e) { e.textChanged(f); }); });
 
-  Option1 = new QRadioButton("Shapes Regular", view_);
-  place(Option1, 120, 4920, 1095, 495);
-  Option2 = new QRadioButton("Shapes Fancy", view_);
-  place(Option2, 120, 5760, 1095, 495);
-  for (QRadioButton* o : {Option1, Option2}) {
+  option1_ = new WrappingRadio("Shapes Regular", view_);
+  place(option1_, "Option1", 120, 4920, 1095, 495);
+  option2_ = new WrappingRadio("Shapes Fancy", view_);
+  place(option2_, "Option2", 120, 5760, 1095, 495);
+  for (QRadioButton* o : {option1_, option2_}) {
     setBackground(o, 255, 0, 0);
     QPalette p = o->palette();
     p.setColor(QPalette::Button, QColor(255, 0, 0));  // the style paints this role behind them
     p.setColor(QPalette::Base, Qt::white);            // the indicator stays readable
     o->setPalette(p);
-    const int indicator = o->style()->pixelMetric(QStyle::PM_ExclusiveIndicatorWidth, nullptr, o) +
-                          o->style()->pixelMetric(QStyle::PM_RadioButtonLabelSpacing, nullptr, o);
-    fitCaption(o, o->text(), o->width() - indicator - px(30));
     o->hide();
   }
   auto* group = new QButtonGroup(this);
-  group->addButton(Option1);
-  group->addButton(Option2);
-  Option2->setChecked(true);
-  connect(Option1, &QRadioButton::clicked, this, [this] { st.complexy = 1; });
-  connect(Option2, &QRadioButton::clicked, this, [this] { st.complexy = 2; });
+  group->addButton(option1_);
+  group->addButton(option2_);
+  option2_->setChecked(true);
+  connect(option1_, &QRadioButton::clicked, this,
+          [this] { report([](RunEvents& e) { e.optionClick(false); }); });
+  connect(option2_, &QRadioButton::clicked, this,
+          [this] { report([](RunEvents& e) { e.optionClick(true); }); });
 
-  Picture1 = new SurfaceView(picture1_, scale_, view_);
-  Picture1->setGeometry(px(3120), px(1320), px(3015), px(2415));
-  Picture1->setAttribute(Qt::WA_NoMousePropagation);
-  Picture1->hide();
-  Picture2 = new QLabel(view_);
-  place(Picture2, 0, 2520, 3015, 3135);
-  setBackground(Picture2, 0, 0, 0);
-  Picture2->setAlignment(Qt::AlignTop | Qt::AlignLeft);
-  Picture2->setAttribute(Qt::WA_NoMousePropagation);
-  Picture2->hide();
+  picture1View_ = new SurfaceView(picture1_, scale_, view_);
+  picture1View_->setObjectName("Picture1");
+  picture1View_->setGeometry(px(3120), px(1320), px(3015), px(2415));
+  picture1View_->setAttribute(Qt::WA_NoMousePropagation);
+  picture1View_->hide();
+  picture2_ = new QLabel(view_);
+  place(picture2_, "Picture2", 0, 2520, 3015, 3135);
+  setBackground(picture2_, 0, 0, 0);
+  picture2_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+  picture2_->setAttribute(Qt::WA_NoMousePropagation);
+  picture2_->hide();
   // The bouncing picture passes in front of the information page.
-  Picture1->raise();
-}
+  picture1View_->raise();
 
-QAction* Form::entry(QMenu* menu, const char* caption, bool checked, bool enabled, bool visible,
-                     std::function<void()> handler) {
-  QAction* a = menu->addAction(caption);
-  a->setCheckable(true);
-  tick(a, checked);
-  a->setEnabled(enabled);
-  a->setVisible(visible);
-  connect(a, &QAction::triggered, this, [this, a, handler] {
-    a->setChecked(ticks_[a]);  // ticks move only by the handlers
-    if (handler) handler();
-  });
-  return a;
-}
-
-void Form::tick(QAction* a, bool on) {
-  ticks_[a] = on;
-  a->setChecked(on);
-  ++activity_;
-}
-
-bool Form::ticked(QAction* a) const {
-  auto it = ticks_.find(a);
-  return it != ticks_.end() && it->second;
+  panelShown_ = {command1_, label2, text2, label3, text3, label5, text5,
+                 label7,    text6,  label8, text7, option1_, option2_};
+  panelHidden_ = {label1, text1, label4, text4};
 }
 
 void Form::buildMenus() {
+  auto* ticks = new PlainTicks;
+  ticks->setParent(this);
   QMenuBar* bar = menuBar();
-  options = bar->addMenu("Options");
-  regmode = entry(options, "Regular mode", true, true, true, [this] {
-    if (onRegmode) onRegmode();
-  });
-  ssaver = entry(options, "Screen-Saver mode", false, true, true, [this] {
-    if (onSsaver) onSsaver();
-  });
-  hfggf = options->addMenu("Animation speed");
-  tslow = entry(hfggf, "Slow", false, true, true, [this] {
-    if (ticked(tslow)) return;
-    st.nwait4 = 1;
-    tick(tslow, true);
-    tick(tfast, false);
-  });
-  tfast = entry(hfggf, "Fast", true, true, true, [this] {
-    if (ticked(tfast)) return;
-    st.nwait4 = 0;
-    tick(tslow, false);
-    tick(tfast, true);
-  });
-  impcolor = entry(options, "Import color scale", false, false, false);
-  colormode = options->addMenu("Color mode");
-  uedit = entry(colormode, "User defined colors", false, false, true);
-  tcolorm = entry(colormode, "True color (16000000 colors)", true, true, true, [this] {
-    tick(tcolorm, true);
-    tick(bcolorm, false);
-    st.tcolor = 1;
-  });
-  bcolorm = entry(colormode, "Basic color (15 colors)", false, true, true, [this] {
-    tick(bcolorm, true);
-    tick(tcolorm, false);
-    st.tcolor = 0;
-  });
-  fgdfgfg = entry(options, "Edit colors", false, false, true);
-  hgfhg = entry(options, "Print pattern (press \"P\")", false, false, true);
-  sdfdssdf = entry(options, "Save shape (press \"S\")", false, false, true);
-  fgdgf = entry(options, "Auto-print", false, false, false);
-  dfsdffd = entry(options, "Auto-save", false, false, false);
-  fghfghg = entry(options, "Save settings", false, false, true);
-  restored = entry(options, "Restore default settings", false, false, true);
-  sfancy = entry(options, "sfancy", true, true, false);
-  quit = entry(options, "Quit", false, true, true, [this] { End(); });
-
-  patmode5 = bar->addMenu("Pattern mode");
-  csingle = entry(patmode5, "Create single shape", true, true, true, [this] {
-    if (st.mpattern == 0) return;
-    st.ggmbj = 0;
-    st.mpattern = 0;
-    tick(csingle, true);
-    tick(cpattern, false);
-    tick(cpp9, false);
-  });
-  cpp9 = entry(patmode5, "Create part of pattern", false, true, true, [this] {
-    if (st.mpattern == 1) return;
-    st.ggmbj = 1;
-    st.mpattern = 1;
-    tick(csingle, false);
-    tick(cpattern, false);
-    tick(cpp9, true);
-  });
-  cpattern = entry(patmode5, "Create pattern", false, false, true, [this] {
-    if (st.mpattern == 1) return;
-    st.mpattern = 1;
-    tick(csingle, false);
-    tick(cpattern, true);
-  });
-
-  tyhfghgfh = bar->addMenu("Complexity of shape");
-  tyhfghgfh->menuAction()->setVisible(false);
-  snormal = entry(tyhfghgfh, "Shapes simple", false, true, true, [this] {
-    st.centerf = 0;
-    tick(snormal, true);
-    tick(scenter, false);
-  });
-  scenter = entry(tyhfghgfh, "Shapes complex", true, true, true, [this] {
-    st.centerf = 1;
-    tick(snormal, false);
-    tick(scenter, true);
-  });
-
-  orderinfo = bar->addAction("Ordering information");
-  connect(orderinfo, &QAction::triggered, this, [this] {
-    if (onOrderinfo) onOrderinfo();
-  });
+  struct Entry {
+    Menu name;
+    Menu parent;  // the menu it belongs to; itself for the bar's own entries
+    const char* caption;
+    bool ticked, enabled, visible;
+    bool heads;  // heads a submenu
+  };
+  const Entry tree[] = {
+      {Menu::options, Menu::options, "Options", false, true, true, true},
+      {Menu::regmode, Menu::options, "Regular mode", true, true, true, false},
+      {Menu::ssaver, Menu::options, "Screen-Saver mode", false, true, true, false},
+      {Menu::hfggf, Menu::options, "Animation speed", false, true, true, true},
+      {Menu::tslow, Menu::hfggf, "Slow", false, true, true, false},
+      {Menu::tfast, Menu::hfggf, "Fast", true, true, true, false},
+      {Menu::impcolor, Menu::options, "Import color scale", false, false, false, false},
+      {Menu::colormode, Menu::options, "Color mode", false, true, true, true},
+      {Menu::uedit, Menu::colormode, "User defined colors", false, false, true, false},
+      {Menu::tcolorm, Menu::colormode, "True color (16000000 colors)", true, true, true, false},
+      {Menu::bcolorm, Menu::colormode, "Basic color (15 colors)", false, true, true, false},
+      {Menu::fgdfgfg, Menu::options, "Edit colors", false, false, true, false},
+      {Menu::hgfhg, Menu::options, "Print pattern (press \"P\")", false, false, true, false},
+      {Menu::sdfdssdf, Menu::options, "Save shape (press \"S\")", false, false, true, false},
+      {Menu::fgdgf, Menu::options, "Auto-print", false, false, false, false},
+      {Menu::dfsdffd, Menu::options, "Auto-save", false, false, false, false},
+      {Menu::fghfghg, Menu::options, "Save settings", false, false, true, false},
+      {Menu::restored, Menu::options, "Restore default settings", false, false, true, false},
+      {Menu::sfancy, Menu::options, "sfancy", true, true, false, false},
+      {Menu::quit, Menu::options, "Quit", false, true, true, false},
+      {Menu::patmode5, Menu::patmode5, "Pattern mode", false, true, true, true},
+      {Menu::csingle, Menu::patmode5, "Create single shape", true, true, true, false},
+      {Menu::cpp9, Menu::patmode5, "Create part of pattern", false, true, true, false},
+      {Menu::cpattern, Menu::patmode5, "Create pattern", false, false, true, false},
+      {Menu::tyhfghgfh, Menu::tyhfghgfh, "Complexity of shape", false, true, false, true},
+      {Menu::snormal, Menu::tyhfghgfh, "Shapes simple", false, true, true, false},
+      {Menu::scenter, Menu::tyhfghgfh, "Shapes complex", true, true, true, false},
+      {Menu::orderinfo, Menu::orderinfo, "Ordering information", false, true, true, false},
+  };
+  std::map<Menu, QMenu*> submenus;
+  for (const Entry& e : tree) {
+    QAction* a = nullptr;
+    const bool onBar = e.parent == e.name;
+    if (e.heads) {
+      QMenu* m = onBar ? bar->addMenu(e.caption) : submenus.at(e.parent)->addMenu(e.caption);
+      m->setStyle(ticks);
+      submenus[e.name] = m;
+      a = m->menuAction();
+    } else {
+      a = onBar ? bar->addAction(e.caption) : submenus.at(e.parent)->addAction(e.caption);
+      a->setCheckable(!onBar);
+      a->setChecked(e.ticked);
+      const Menu name = e.name;
+      connect(a, &QAction::triggered, this, [this, a, name](bool checked) {
+        // Ticks move only by the handlers, not by the click itself.
+        if (a->isCheckable()) a->setChecked(!checked);
+        report([name](RunEvents& ev) { ev.menuClick(name); });
+      });
+    }
+    a->setEnabled(e.enabled);
+    a->setVisible(e.visible);
+    menus_[e.name] = a;
+  }
 }
 
 bool Form::eventFilter(QObject* watched, QEvent* e) {
-  if (e->type() == QEvent::KeyRelease) {
-    // The fields' own upper limits, tested at every key release.
-    const struct {
-      QLineEdit* field;
-      double limit;
-      const char* text;
-    } limits[] = {{Text2, 400, "400"}, {Text3, 25, "25"}, {Text5, 50, "50"}};
-    for (const auto& l : limits)
-      if (watched == l.field && Val(l.field->text().toStdString()) > l.limit)
-        l.field->setText(l.text);
-  }
-  if (e->type() == QEvent::KeyPress && watched == Text4) {
-    // The side stepper: arrows halve or double, any key writes the value.
-    const int key = static_cast<QKeyEvent*>(e)->key();
-    if ((key == Qt::Key_Left || key == Qt::Key_Down) && st.ssg > 4) st.ssg = st.ssg / 2;
-    if ((key == Qt::Key_Up || key == Qt::Key_Right) && st.ssg < 64) st.ssg = st.ssg * 2;
-    Text4->setText(q(LTrim(Str(st.ssg))));
-    st.ssg = Val(Text4->text().toStdString());
+  if (e->type() == QEvent::KeyRelease || e->type() == QEvent::KeyPress) {
+    for (int i = 0; i < kFieldCount; ++i) {
+      if (watched != fields_[i]) continue;
+      const Field f = static_cast<Field>(i);
+      if (e->type() == QEvent::KeyRelease) {
+        report([f](RunEvents& ev) { ev.keyUp(f); });
+      } else {
+        int code = 0;
+        switch (static_cast<QKeyEvent*>(e)->key()) {
+          case Qt::Key_Left:
+            code = kKeyLeft;
+            break;
+          case Qt::Key_Up:
+            code = kKeyUp;
+            break;
+          case Qt::Key_Right:
+            code = kKeyRight;
+            break;
+          case Qt::Key_Down:
+            code = kKeyDown;
+            break;
+          default:
+            break;
+        }
+        report([f, code](RunEvents& ev) { ev.keyDown(f, code); });
+      }
+    }
   }
   return QMainWindow::eventFilter(watched, e);
 }
@@ -348,36 +365,16 @@ void Form::closeEvent(QCloseEvent* e) {
 
 // GeneratorHost
 
-QLineEdit* fieldOf(Form& f, Field which) {
-  switch (which) {
-    case Field::Text1:
-      return f.Text1;
-    case Field::Text2:
-      return f.Text2;
-    case Field::Text3:
-      return f.Text3;
-    case Field::Text4:
-      return f.Text4;
-    case Field::Text5:
-      return f.Text5;
-  }
-  return f.Text1;
-}
-
 std::string Form::text(Field f) {
-  return fieldOf(*this, f)->text().toStdString();
+  return field(f)->text().toStdString();
 }
 
 void Form::setText(Field f, const std::string& s) {
-  QLineEdit* t = fieldOf(*this, f);
-  if (t->text() != q(s)) {
-    t->setText(q(s));
-    ++activity_;
-  }
+  if (field(f)->text() != q(s)) field(f)->setText(q(s));
 }
 
 bool Form::option2Value() {
-  return Option2->isChecked();
+  return option2_->isChecked();
 }
 
 void Form::maximize() {
@@ -391,18 +388,145 @@ void Form::maximize() {
   std::_Exit(0);
 }
 
-FormTimer& Form::timer(TimerId t) {
-  switch (t) {
-    case TimerId::Timer1:
-      return Timer1;
-    case TimerId::Timer2:
-      return Timer2;
-    case TimerId::Timer4:
-      return Timer4;
-    case TimerId::Timer7:
-      return Timer7;
+// The event pump. It waits in one place, inside Qt's event loop, and only
+// when it is the program's own loop that pumps (not a handler's nested
+// pump, which must go on at once): until the next frame when something on
+// the screen changed, until the next timer is due, or until an event comes.
+
+void Form::DoEvents() {
+  ++depth_;
+  struct Leave {
+    int& depth;
+    ~Leave() { --depth; }
+  } leave{depth_};
+  if (depth_ == 1) waitForWork();
+  if (framePending() && Clock::now() >= lastFrame_ + frameInterval()) presentFrame();
+  QCoreApplication::processEvents(QEventLoop::AllEvents);
+  picture1Moving_ = false;
+  fireDueTimers();
+}
+
+void Form::waitForWork() {
+  const auto now = Clock::now();
+  std::optional<Clock::time_point> deadline = nextTimerDue();
+  if (framePending()) {
+    const auto frame = lastFrame_ + frameInterval();
+    if (!deadline || frame < *deadline) deadline = frame;
+  } else if (picture1Moving_) {
+    return;  // the picture travels on between two whole pixels: no wait
   }
-  return Timer1;
+  if (deadline && *deadline <= now) return;
+  if (deadline) {
+    const auto ms = std::chrono::ceil<std::chrono::milliseconds>(*deadline - now).count();
+    wake_.start(static_cast<int>(std::min<long long>(ms, 24 * 3600 * 1000)));
+  }
+  ++waits_;
+  QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  wake_.stop();
+}
+
+Form::Clock::duration Form::frameInterval() const {
+  const QScreen* s = screen();
+  const double hz = s && s->refreshRate() > 1 ? s->refreshRate() : 60;
+  return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / hz));
+}
+
+QRect Form::picture1Target() const {
+  return QRect(static_cast<int>(std::lround(std::nearbyint(picture1Left_) * scale_)),
+               static_cast<int>(std::lround(std::nearbyint(picture1Top_) * scale_)),
+               static_cast<int>(std::lround(picture1_.width() * scale_)),
+               static_cast<int>(std::lround(picture1_.height() * scale_)));
+}
+
+// A change of a surface, or the visible Picture1 a whole pixel away from
+// where the screen shows it: the screen has to catch up. Travel, not the
+// rounded place, decides, so that both axes of a diagonal move show in one
+// frame. A move of the hidden Picture1 is no change.
+bool Form::framePending() {
+  if (view_->stale() || picture1View_->stale()) return true;
+  return picture1Visible_ && (std::fabs(picture1Left_ - shownLeft_) >= 1 ||
+                              std::fabs(picture1Top_ - shownTop_) >= 1);
+}
+
+void Form::presentFrame() {
+  lastFrame_ = Clock::now();
+  view_->refresh();
+  picture1View_->refresh();
+  placePicture1();
+}
+
+void Form::placePicture1() {
+  shownLeft_ = picture1Left_;
+  shownTop_ = picture1Top_;
+  if (picture1View_->geometry() != picture1Target()) picture1View_->setGeometry(picture1Target());
+}
+
+// RunHost
+
+bool Form::isVisible(Control c) {
+  switch (c) {
+    case Control::Command1:
+      return !command1_->isHidden();
+    case Control::Command3:
+      return !command3_->isHidden();
+    case Control::Label6:
+      return !label6_->isHidden();
+    case Control::Picture1:
+      return picture1Visible_;
+    case Control::Picture2:
+      return !picture2_->isHidden();
+  }
+  return false;
+}
+
+void Form::setVisible(Control c, bool visible) {
+  switch (c) {
+    case Control::Command1:
+      command1_->setVisible(visible);
+      break;
+    case Control::Command3:
+      command3_->setVisible(visible);
+      // Once "Click to begin" is gone, the button under it is the user's.
+      command1_->setFocusPolicy(visible ? Qt::NoFocus : Qt::StrongFocus);
+      break;
+    case Control::Label6:
+      label6_->setVisible(visible);
+      break;
+    case Control::Picture1:
+      picture1Visible_ = visible;
+      if (visible) placePicture1();
+      picture1View_->setVisible(visible);
+      break;
+    case Control::Picture2:
+      picture2_->setVisible(visible);
+      break;
+  }
+}
+
+void Form::showControlPanel() {
+  for (QWidget* w : panelShown_) w->show();
+  for (QWidget* w : panelHidden_) w->hide();
+}
+
+void Form::hideControlPanel() {
+  for (QWidget* w : panelShown_) w->hide();
+  for (QWidget* w : panelHidden_) w->hide();
+}
+
+void Form::selectOption2(bool fancy) {
+  (fancy ? option2_ : option1_)->setChecked(true);
+}
+
+void Form::setMenuVisible(Menu m, bool visible) {
+  menus_.at(m)->setVisible(visible);
+}
+
+bool Form::isChecked(Menu m) {
+  return menus_.at(m)->isChecked();
+}
+
+void Form::setChecked(Menu m, bool checked) {
+  menus_.at(m)->setChecked(checked);
 }
 
 void Form::armTimer(FormTimer& t) {
@@ -417,150 +541,21 @@ void Form::armTimer(FormTimer& t) {
   t.due = Clock::time_point(std::chrono::duration_cast<Clock::duration>(grid * kTimerPeriod));
 }
 
+std::optional<Form::Clock::time_point> Form::nextTimerDue() const {
+  std::optional<Clock::time_point> next;
+  for (const FormTimer& t : timers_)
+    if (t.enabled && t.interval > 0 && (!next || t.due < *next)) next = t.due;
+  return next;
+}
+
 void Form::fireDueTimers() {
   const auto now = Clock::now();
-  for (FormTimer* t : {&Timer1, &Timer2, &Timer4, &Timer7}) {
-    if (!t->enabled || t->interval <= 0 || now < t->due) continue;
-    armTimer(*t);  // overdue several times: one tick
-    ++activity_;
-    if (t->tick) t->tick();
-  }
-}
-
-void Form::bringScreenUpToDate() {
-  bool changed = view_->refresh();
-  changed |= Picture1->refresh();
-  const QRect target(static_cast<int>(std::lround(std::nearbyint(picture1Left_) * scale_)),
-                     static_cast<int>(std::lround(std::nearbyint(picture1Top_) * scale_)),
-                     static_cast<int>(std::lround(picture1_.width() * scale_)),
-                     static_cast<int>(std::lround(picture1_.height() * scale_)));
-  const bool moved = Picture1->geometry() != target;
-  if (!changed && !(moved && picture1Visible_)) {
-    if (moved) Picture1->setGeometry(target);
-    return;
-  }
-  // A frame at most once per refresh of the display, as a swap to the
-  // screen would wait for it; the loop sleeps meanwhile instead of spinning.
-  const double hz = screen() && screen()->refreshRate() > 1 ? screen()->refreshRate() : 60;
-  const auto frame =
-      std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / hz));
-  const auto next = lastFrame_ + frame;
-  if (Clock::now() < next) std::this_thread::sleep_until(next);
-  lastFrame_ = Clock::now();
-  if (moved) Picture1->setGeometry(target);
-  QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-}
-
-void Form::DoEvents() {
-  QCoreApplication::processEvents(QEventLoop::AllEvents);
-  fireDueTimers();
-  const std::uint64_t seen = activity_ + window_.version() + picture1_.version();
-  bringScreenUpToDate();
-  if (seen == activitySeen_) {
-    // Nothing has changed since the last call: wait for an event or for the
-    // next timer instead of turning for nothing.
-    auto wait = std::chrono::milliseconds(50);
-    const auto now = Clock::now();
-    for (FormTimer* t : {&Timer1, &Timer2, &Timer4, &Timer7})
-      if (t->enabled && t->interval > 0)
-        wait = std::min(wait, std::chrono::duration_cast<std::chrono::milliseconds>(
-                                  std::max(t->due - now, Clock::duration::zero())));
-    if (wait.count() > 0) {
-      QTimer::singleShot(static_cast<int>(wait.count()), Qt::PreciseTimer, this, [] {});
-      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-  }
-  activitySeen_ = activity_ + window_.version() + picture1_.version();
-}
-
-// RunHost
-
-bool Form::isVisible(Control c) {
-  switch (c) {
-    case Control::Command1:
-      return !Command1->isHidden();
-    case Control::Command3:
-      return !Command3->isHidden();
-    case Control::Label6:
-      return !Label6->isHidden();
-    case Control::Picture1:
-      return picture1Visible_;
-    case Control::Picture2:
-      return !Picture2->isHidden();
-  }
-  return false;
-}
-
-void Form::setVisible(Control c, bool visible) {
-  ++activity_;
-  switch (c) {
-    case Control::Command1:
-      Command1->setVisible(visible);
-      break;
-    case Control::Command3:
-      Command3->setVisible(visible);
-      break;
-    case Control::Label6:
-      Label6->setVisible(visible);
-      break;
-    case Control::Picture1:
-      picture1Visible_ = visible;
-      Picture1->setVisible(visible);
-      break;
-    case Control::Picture2:
-      Picture2->setVisible(visible);
-      break;
-  }
-}
-
-void Form::showControlPanel() {
-  ++activity_;
-  for (QWidget* w :
-       std::initializer_list<QWidget*>{Command1, Label2, Text2, Label3, Text3, Label5, Text5,
-                                       Label7, Text6, Label8, Text7, Option1, Option2})
-    w->show();
-  for (QWidget* w : std::initializer_list<QWidget*>{Label1, Text1, Label4, Text4}) w->hide();
-}
-
-void Form::hideControlPanel() {
-  ++activity_;
-  for (QWidget* w : std::initializer_list<QWidget*>{Command1, Label2, Text2, Label3, Text3, Label5,
-                                                    Text5, Label7, Text6, Label8, Text7, Option1,
-                                                    Option2, Label1, Text1, Label4, Text4})
-    w->hide();
-}
-
-void Form::setMenuVisible(Menu m, bool visible) {
-  ++activity_;
-  switch (m) {
-    case Menu::options:
-      options->menuAction()->setVisible(visible);
-      break;
-    case Menu::patmode5:
-      patmode5->menuAction()->setVisible(visible);
-      break;
-    case Menu::orderinfo:
-      orderinfo->setVisible(visible);
-      break;
-    case Menu::regmode:
-      regmode->setVisible(visible);
-      break;
-    case Menu::ssaver:
-      ssaver->setVisible(visible);
-      break;
-  }
-}
-
-void Form::setChecked(Menu m, bool checked) {
-  switch (m) {
-    case Menu::regmode:
-      tick(regmode, checked);
-      break;
-    case Menu::ssaver:
-      tick(ssaver, checked);
-      break;
-    default:
-      break;
+  for (int i = 0; i < static_cast<int>(timers_.size()); ++i) {
+    FormTimer& t = timers_[i];
+    if (!t.enabled || t.interval <= 0 || now < t.due) continue;
+    armTimer(t);  // overdue several times: one tick
+    const auto id = static_cast<TimerId>(i);
+    report([id](RunEvents& e) { e.timerTick(id); });
   }
 }
 
@@ -568,21 +563,19 @@ void Form::setTimerEnabled(TimerId id, bool enabled) {
   FormTimer& t = timer(id);
   if (enabled && !t.enabled) armTimer(t);
   t.enabled = enabled;
-  ++activity_;
 }
 
 void Form::setTimerInterval(TimerId id, Long milliseconds) {
   FormTimer& t = timer(id);
   t.interval = milliseconds;
   if (t.enabled) armTimer(t);
-  ++activity_;
 }
 
 void Form::movePicture1(float left, float top) {
   if (left == picture1Left_ && top == picture1Top_) return;
   picture1Left_ = left;
   picture1Top_ = top;
-  ++activity_;
+  if (picture1Visible_) picture1Moving_ = true;
 }
 
 bool Form::LoadPicture(const std::string& fileName, Picture& out) {
@@ -597,13 +590,16 @@ bool Form::LoadPicture(const std::string& fileName, Picture& out) {
 }
 
 Picture Form::slidePicture(int box) {
-  return box >= 4 && box <= 9 ? slides[box] : nullptr;
+  return box >= 4 && box <= 9 ? slides_[box] : nullptr;
+}
+
+void Form::setSlidePicture(int box, Picture p) {
+  if (box >= 4 && box <= 9) slides_[box] = std::move(p);
 }
 
 void Form::setPicture2(Picture p) {
-  ++activity_;
   if (!p) {
-    Picture2->clear();
+    picture2_->clear();
     return;
   }
   QImage img(p->width, p->height, QImage::Format_RGB32);
@@ -612,7 +608,7 @@ void Form::setPicture2(Picture p) {
       const Colour c = p->at(x, y);
       img.setPixel(x, y, qRgb(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF));
     }
-  Picture2->setPixmap(
+  picture2_->setPixmap(
       QPixmap::fromImage(img.scaled(std::lround(p->width * scale_), std::lround(p->height * scale_),
                                     Qt::IgnoreAspectRatio, Qt::FastTransformation)));
 }

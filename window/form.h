@@ -1,15 +1,17 @@
 // The main window "Tavrel": its controls with their design values, the menu
-// tree, the field handlers, the four timers and the event pump. It is the
-// window the generators and the run modes draw in and steer.
+// tree, the four timers and the event pump. It provides the services the
+// generators and the run modes draw and steer through, shows their state,
+// and reports every event of its controls to the run modes.
 #pragma once
 
 #include <QMainWindow>
+#include <QTimer>
+#include <array>
 #include <chrono>
 #include <functional>
 #include <map>
 
 #include "modes/run_host.h"
-#include "state/app_state.h"
 
 class QAction;
 class QLabel;
@@ -22,30 +24,22 @@ namespace tavrel {
 
 class SurfaceView;
 
-// A timer that ticks only inside DoEvents or the idle loop, on the classic
-// clock of 1/64 s; one overdue several times ticks once.
-struct FormTimer {
-  bool enabled = false;
-  Long interval = 0;
-  std::chrono::steady_clock::time_point due{};
-  std::function<void()> tick;
-};
-
 class Form : public QMainWindow, public RunHost {
  public:
   // `scale`: device pixels per program pixel.
   explicit Form(double scale, QWidget* parent = nullptr);
   ~Form() override;
 
-  AppState st;
-
-  // Handlers the run modes fill in; empty ones do nothing.
-  std::function<void()> onCommand1, onCommand3, onRegmode, onSsaver, onOrderinfo, onMouseDown;
-  std::function<void()> onStartup;  // called once, when the window is on the screen
-  // The end of the program: the process ends at once unless a test replaces it.
+  // Where the events of the controls go; none: they go nowhere.
+  void setEvents(RunEvents* events) { events_ = events; }
+  // The end of the program: the process ends at once unless a test makes
+  // this throw.
   std::function<void()> endHook;
 
   double scale() const { return scale_; }
+  // How many times DoEvents waited for something to happen: at rest, the
+  // program waits instead of turning.
+  long waits() const { return waits_; }
 
   // GeneratorHost
   std::string text(Field f) override;
@@ -62,7 +56,9 @@ class Form : public QMainWindow, public RunHost {
   void setVisible(Control c, bool visible) override;
   void showControlPanel() override;
   void hideControlPanel() override;
+  void selectOption2(bool fancy) override;
   void setMenuVisible(Menu m, bool visible) override;
+  bool isChecked(Menu m) override;
   void setChecked(Menu m, bool checked) override;
   void setTimerEnabled(TimerId t, bool enabled) override;
   void setTimerInterval(TimerId t, Long milliseconds) override;
@@ -72,22 +68,8 @@ class Form : public QMainWindow, public RunHost {
   void setPicture2(Picture p) override;
   std::uint32_t secondsSinceMidnight() override;
 
-  // Controls and menu entries, by their names, for the handlers and tests.
-  QPushButton *Command1, *Command3;
-  QLabel *Label1, *Label2, *Label3, *Label4, *Label5, *Label6, *Label7, *Label8;
-  QLineEdit *Text1, *Text2, *Text3, *Text4, *Text5, *Text6, *Text7;
-  QRadioButton *Option1, *Option2;
-  QLabel* Picture2;
-  SurfaceView* Picture1;
-  QMenu *options, *hfggf, *colormode, *patmode5, *tyhfghgfh;
-  QAction *regmode, *ssaver, *tslow, *tfast, *impcolor, *uedit, *tcolorm, *bcolorm, *fgdfgfg,
-      *hgfhg, *sdfdssdf, *fgdgf, *dfsdffd, *fghfghg, *restored, *sfancy, *quit, *csingle, *cpp9,
-      *cpattern, *snormal, *scenter, *orderinfo;
-  FormTimer Timer1, Timer2, Timer4, Timer7;
-  Picture slides[10];  // the pictures of Picture4 .. Picture9
-
-  bool ticked(QAction* a) const;
-  FormTimer& timer(TimerId t);
+  // The pictures of Picture4 .. Picture9, and the window's start picture.
+  void setSlidePicture(int box, Picture p);
 
  protected:
   void closeEvent(QCloseEvent* e) override;
@@ -95,25 +77,59 @@ class Form : public QMainWindow, public RunHost {
   void resizeEvent(QResizeEvent* e) override;
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  // A timer that ticks only inside DoEvents, on a clock of 1/64 s; one
+  // overdue several times ticks once.
+  struct FormTimer {
+    bool enabled = false;
+    Long interval = 0;
+    Clock::time_point due{};
+  };
+
   void buildControls();
   void buildMenus();
-  void tick(QAction* a, bool on);
-  QAction* entry(QMenu* menu, const char* caption, bool checked, bool enabled, bool visible,
-                 std::function<void()> handler = {});
-  void fireDueTimers();
-  void bringScreenUpToDate();
+  QLineEdit* field(Field f) const { return fields_[static_cast<int>(f)]; }
+  void report(const std::function<void(RunEvents&)>& event);
   void armTimer(FormTimer& t);
+  void fireDueTimers();
+  std::optional<Clock::time_point> nextTimerDue() const;
+  bool framePending();
+  void waitForWork();
+  void presentFrame();
+  void placePicture1();
+  QRect picture1Target() const;
+  Clock::duration frameInterval() const;
   int px(double twips) const;
 
   double scale_;
+  RunEvents* events_ = nullptr;
   Surface window_;
   Surface picture1_;
   SurfaceView* view_;
-  std::map<QAction*, bool> ticks_;
-  double picture1Left_ = 0, picture1Top_ = 0;
+
+  QPushButton *command1_, *command3_;
+  QLabel* label6_;
+  QLabel* picture2_;
+  SurfaceView* picture1View_;
+  QRadioButton *option1_, *option2_;
+  std::array<QLineEdit*, kFieldCount> fields_{};
+  std::vector<QWidget*> panelShown_, panelHidden_;
+  std::map<Menu, QAction*> menus_;
+  std::array<Picture, 10> slides_{};
+
+  std::array<FormTimer, 4> timers_{};
+  FormTimer& timer(TimerId t) { return timers_[static_cast<int>(t)]; }
+
+  // The event pump's view of the screen.
+  int depth_ = 0;              // DoEvents calls on the stack
+  long waits_ = 0;
+  QTimer wake_;                // ends a wait at its deadline
+  float picture1Left_ = 0, picture1Top_ = 0;
   bool picture1Visible_ = false;
-  std::uint64_t activity_ = 0, activitySeen_ = 0;
-  std::chrono::steady_clock::time_point lastFrame_{};
+  bool picture1Moving_ = false;  // moved while visible since the last DoEvents
+  float shownLeft_ = 0, shownTop_ = 0;  // where the screen shows Picture1
+  Clock::time_point lastFrame_{};
   bool started_ = false;
 };
 

@@ -17,6 +17,11 @@ class SurfaceView : public QWidget {
   // Copies what changed on the surface since the last call and asks for a
   // repaint of just that; true when anything changed.
   bool refresh();
+  // Whether the surface changed since the last refresh.
+  bool stale() const {
+    return surface_.version() != version_ || image_.width() != surface_.width() ||
+           image_.height() != surface_.height();
+  }
   Surface& surface() { return surface_; }
 
   // A press of a mouse button on the bare surface; empty: the press is not

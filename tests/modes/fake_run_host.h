@@ -1,5 +1,6 @@
-// A window without a toolkit: controls as flags, timers as numbers, and an
-// event queue that DoEvents drains, so the run modes can be stepped through.
+// A window without a toolkit, built on the headless host: controls, menus
+// and timers as plain values, and an event queue that DoEvents drains, so
+// the run modes can be stepped through.
 #pragma once
 
 #include <deque>
@@ -11,16 +12,16 @@
 
 namespace tavrel {
 
-struct Ended {};  // thrown by End, so a test can see the program stop
-
-class FakeRunHost : public RunHost {
+class FakeRunHost : public HeadlessHost, public RunHost {
  public:
-  FakeRunHost(int w, int h) : window_(w, h, kBlack), picture1_(201, 161) {}
+  FakeRunHost(int w, int h) : HeadlessHost(w, h) {}
 
-  std::string fields[5] = {"0", "100", "16", "4", "10"};
   std::map<Control, bool> visible{{Control::Command1, true}, {Control::Command3, true}};
   bool panelShown = false;
-  std::map<Menu, bool> menuVisible, checked{{Menu::regmode, true}};
+  std::map<Menu, bool> menuVisible;
+  std::map<Menu, bool> checked{{Menu::regmode, true}, {Menu::tfast, true},
+                               {Menu::tcolorm, true}, {Menu::csingle, true},
+                               {Menu::scenter, true}};
   std::map<TimerId, bool> enabled{{TimerId::Timer4, true}, {TimerId::Timer7, true}};
   std::map<TimerId, Long> interval{{TimerId::Timer2, 3000}, {TimerId::Timer4, 5000}};
   float left = 0, top = 0;
@@ -28,28 +29,22 @@ class FakeRunHost : public RunHost {
   std::vector<std::string> loads;  // every load asked for
   Picture picture2;
   std::deque<std::function<void()>> events;  // handed out by DoEvents
-  int doEvents = 0;
 
-  std::string text(Field f) override { return fields[static_cast<int>(f)]; }
-  void setText(Field f, const std::string& s) override { fields[static_cast<int>(f)] = s; }
-  bool option2Value() override { return true; }
-  void maximize() override {}
   void DoEvents() override {
-    ++doEvents;
+    HeadlessHost::DoEvents();
     // Only what is pending now; handlers may post more for the next call.
     std::deque<std::function<void()>> pending;
     pending.swap(events);
     for (auto& e : pending) e();
   }
-  [[noreturn]] void End() override { throw Ended{}; }
-  Surface& SurfaceWindow() override { return window_; }
-  Surface& SurfacePicture1() override { return picture1_; }
 
   bool isVisible(Control c) override { return visible[c]; }
   void setVisible(Control c, bool v) override { visible[c] = v; }
   void showControlPanel() override { panelShown = visible[Control::Command1] = true; }
   void hideControlPanel() override { panelShown = visible[Control::Command1] = false; }
+  void selectOption2(bool fancy) override { option2 = fancy; }
   void setMenuVisible(Menu m, bool v) override { menuVisible[m] = v; }
+  bool isChecked(Menu m) override { return checked[m]; }
   void setChecked(Menu m, bool c) override { checked[m] = c; }
   void setTimerEnabled(TimerId t, bool e) override { enabled[t] = e; }
   void setTimerInterval(TimerId t, Long ms) override { interval[t] = ms; }
@@ -74,10 +69,6 @@ class FakeRunHost : public RunHost {
   }
   void setPicture2(Picture p) override { picture2 = std::move(p); }
   std::uint32_t secondsSinceMidnight() override { return 4242; }
-
- private:
-  Surface window_;
-  Surface picture1_;
 };
 
 }  // namespace tavrel

@@ -4,7 +4,7 @@
 // difference is a parameter here.
 #pragma once
 
-#include "shape/host.h"
+#include "stages/host.h"
 #include "state/app_state.h"
 
 namespace tavrel::stages {
@@ -18,13 +18,18 @@ Centre centreOf(GeneratorHost& host);
 // Set-up of a generation: the fields read, clamped and written back around
 // the one event pump (the second reading counts), the parameters derived,
 // the colour table cleared and the window erased all white. A pattern tile
-// also empties the window's picture right after the pump.
-void setUp(GeneratorHost& host, AppState& st, double centerf, bool clearWindowPicture);
+// also empties the window's picture right after the pump and sets centerf.
+// Gives the recipe of the picture, taken right after the pump.
+Recipe setUp(GeneratorHost& host, AppState& st, Generator g);
 // Its steps: the fields (run twice), the derived parameters, the colour
 // table and the white window.
 void readFields(GeneratorHost& host, AppState& st);
 void deriveParameters(GeneratorHost& host, AppState& st);
 void clearColoursAndWindow(GeneratorHost& host, AppState& st);
+// What a generation that starts now will read besides its random draws.
+Recipe recipeNow(GeneratorHost& host, const AppState& st, Generator g);
+// Puts a headless host and the state where the recipe's generation started.
+void startFrom(const Recipe& r, HeadlessHost& host, AppState& st);
 
 // p2..p8 and q1..q8; p1 is (st.a, st.b) and p5's y lives in st.p5ytext.
 struct Orbit {
@@ -76,9 +81,14 @@ void brushChange(Surface& win, AppState& st);
 // with its seven images in one random colour.
 void paintRegions(GeneratorHost& host, AppState& st, Orbit& o, Centre c);
 
-// Capture, in two halves: the box takes its size, then receives the square.
+// In user colour mode, each colour a basic-colour region can take becomes
+// the user palette's colour of the same number, in the shape's square.
+void applyUserColours(Surface& win, const AppState& st, Centre c);
+
+// Capture, in two halves: the box takes its size, then receives the square
+// and the recipe that made it.
 void sizePicture1(GeneratorHost& host, const AppState& st);
-void copyToPicture1(GeneratorHost& host, AppState& st, Centre c);
+void copyToPicture1(GeneratorHost& host, AppState& st, Centre c, Recipe made);
 
 // Ways out of states that would otherwise never end. None of them changes a
 // stroke that passes before it applies.

@@ -1,6 +1,6 @@
 // What a generator needs of the window it draws in. The Qt window implements
-// it, and so does the headless host of the renderer and the tests: the same
-// generator code runs in both.
+// it, and so do the headless hosts of the renderer, the screen-saver module
+// and the tests: the same generator code runs in all of them.
 #pragma once
 
 #include <string>
@@ -12,8 +12,9 @@ namespace tavrel {
 // Thrown by hosts that can't stop the process, when the program ends.
 struct ProgramEnded {};
 
-// The input fields that the generators read and write back.
-enum class Field { Text1, Text2, Text3, Text4, Text5 };
+// The input fields. The generators read and write back Text1 to Text5.
+enum class Field { Text1, Text2, Text3, Text4, Text5, Text6, Text7 };
+inline constexpr int kFieldCount = 7;
 
 class GeneratorHost {
  public:
@@ -41,11 +42,11 @@ class GeneratorHost {
 };
 
 // A host without a window: fields held as plain strings, no events.
-class HeadlessHost : public GeneratorHost {
+class HeadlessHost : public virtual GeneratorHost {
  public:
   HeadlessHost(int width, int height) : window_(width, height, kBlack), picture1_(201, 161) {}
 
-  std::string fields[5] = {"0", "100", "16", "4", "10"};
+  std::string fields[kFieldCount] = {"0", "100", "16", "4", "10", "1", "2"};
   bool option2 = true;
   int doEventsCalls = 0;
 
@@ -61,6 +62,12 @@ class HeadlessHost : public GeneratorHost {
  private:
   Surface window_;
   Surface picture1_;
+};
+
+// What one generation did, for the renderer and the benchmarks.
+struct GenerationStats {
+  long restarts = 0;  // strokes thrown away
+  long turns = 0;     // walker turns, all strokes counted
 };
 
 }  // namespace tavrel

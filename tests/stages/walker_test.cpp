@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "shape/stages.h"
+#include "stages/stages.h"
 
 namespace tavrel {
 namespace {

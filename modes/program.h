@@ -1,0 +1,30 @@
+// The run modes behind one window: the state of the program, and the handler
+// of every event the window reports.
+#pragma once
+
+#include "modes/run_host.h"
+#include "state/app_state.h"
+
+namespace tavrel {
+
+class Program : public RunEvents {
+ public:
+  explicit Program(RunHost& host) : host_(host) {}
+
+  AppState st;
+
+  void startup() override;
+  void click(Control c) override;
+  void optionClick(bool fancy) override;
+  void menuClick(Menu m) override;
+  void timerTick(TimerId t) override;
+  void mouseDown() override;
+  void keyUp(Field f) override;
+  void keyDown(Field f, int keyCode) override;
+  void textChanged(Field f) override;
+
+ private:
+  RunHost& host_;
+};
+
+}  // namespace tavrel

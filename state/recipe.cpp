@@ -1,0 +1,142 @@
+#include "state/recipe.h"
+
+#include <charconv>
+#include <cstdio>
+#include <map>
+
+#include "canvas/random.h"
+
+namespace tavrel {
+
+UserPalette basicPalette() {
+  UserPalette p{};
+  for (int n = 1; n <= 15; ++n) p[n] = QBColor(n);
+  return p;
+}
+
+namespace {
+
+std::string hexColour(Colour c) {
+  char buf[8];
+  std::snprintf(buf, sizeof buf, "#%02x%02x%02x", c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF);
+  return buf;
+}
+
+std::optional<Colour> colourFromHex(std::string_view s) {
+  unsigned v = 0;
+  if (s.size() != 7 || s[0] != '#') return std::nullopt;
+  const auto [end, ec] = std::from_chars(s.data() + 1, s.data() + 7, v, 16);
+  if (ec != std::errc{} || end != s.data() + 7) return std::nullopt;
+  return static_cast<Colour>(((v >> 16) & 0xFF) | (v & 0xFF00) | ((v & 0xFF) << 16));
+}
+
+template <typename T>
+std::optional<T> number(std::string_view s) {
+  T v{};
+  const auto [end, ec] = std::from_chars(s.data(), s.data() + s.size(), v);
+  if (ec != std::errc{} || end != s.data() + s.size() || s.empty()) return std::nullopt;
+  return v;
+}
+
+const char* colourModeName(double tcolor) {
+  if (tcolor == kBasicColours) return "basic";
+  if (tcolor == kUserColours) return "user";
+  return "true";
+}
+
+}  // namespace
+
+std::string recipeToText(const Recipe& r) {
+  std::string t = "generator=";
+  t += r.generator == Generator::pattern ? "pattern" : "shape";
+  t += "\nsurface=" + std::to_string(r.width) + "x" + std::to_string(r.height);
+  t += "\ntext1=" + r.text1 + "\ntext3=" + r.text3 + "\ntext4=" + r.text4;
+  t += std::string("\nstyle=") + (r.fancy ? "fancy" : "regular");
+  t += std::string("\ncolors=") + colourModeName(r.tcolor);
+  t += "\nscreensaver=" + std::to_string(r.ssmode == 1 ? 1 : 0);
+  t += "\nlastcolor=" + std::to_string(r.lastcolor);
+  t += "\npalette=";
+  for (int n = 1; n <= 15; ++n) t += hexColour(r.palette[n]) + (n < 15 ? "," : "");
+  t += "\nrandom=" + r.random + "\n";
+  return t;
+}
+
+std::optional<Recipe> recipeFromText(std::string_view text) {
+  std::map<std::string, std::string, std::less<>> fields;
+  while (!text.empty()) {
+    const auto nl = text.find('\n');
+    std::string_view line = text.substr(0, nl);
+    text = nl == std::string_view::npos ? std::string_view{} : text.substr(nl + 1);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    const auto eq = line.find('=');
+    if (eq == std::string_view::npos) continue;
+    fields.emplace(std::string(line.substr(0, eq)), std::string(line.substr(eq + 1)));
+  }
+  auto field = [&](std::string_view key) -> const std::string* {
+    auto it = fields.find(key);
+    return it == fields.end() ? nullptr : &it->second;
+  };
+  for (const char* key : {"generator", "surface", "text1", "text3", "text4", "style", "colors",
+                          "screensaver", "lastcolor", "palette", "random"})
+    if (!field(key)) return std::nullopt;
+
+  Recipe r;
+  const std::string& g = *field("generator");
+  if (g != "shape" && g != "pattern") return std::nullopt;
+  r.generator = g == "pattern" ? Generator::pattern : Generator::shape;
+
+  const std::string& size = *field("surface");
+  const auto x = size.find('x');
+  if (x == std::string::npos) return std::nullopt;
+  const auto w = number<int>(std::string_view(size).substr(0, x));
+  const auto h = number<int>(std::string_view(size).substr(x + 1));
+  if (!w || !h || *w < 1 || *h < 1 || *w > 16384 || *h > 16384) return std::nullopt;
+  r.width = *w;
+  r.height = *h;
+
+  r.text1 = *field("text1");
+  r.text3 = *field("text3");
+  r.text4 = *field("text4");
+
+  const std::string& style = *field("style");
+  if (style != "fancy" && style != "regular") return std::nullopt;
+  r.fancy = style == "fancy";
+
+  const std::string& colours = *field("colors");
+  if (colours == "true") {
+    r.tcolor = kTrueColours;
+  } else if (colours == "basic") {
+    r.tcolor = kBasicColours;
+  } else if (colours == "user") {
+    r.tcolor = kUserColours;
+  } else {
+    return std::nullopt;
+  }
+
+  const std::string& saver = *field("screensaver");
+  if (saver != "0" && saver != "1") return std::nullopt;
+  r.ssmode = saver == "1" ? 1 : 0;
+
+  const auto last = number<Long>(*field("lastcolor"));
+  if (!last) return std::nullopt;
+  r.lastcolor = *last;
+
+  std::string_view palette = *field("palette");
+  for (int n = 1; n <= 15; ++n) {
+    const auto c = colourFromHex(palette.substr(0, 7));
+    if (!c) return std::nullopt;
+    r.palette[n] = *c;
+    palette.remove_prefix(7);
+    if (n < 15) {
+      if (palette.empty() || palette[0] != ',') return std::nullopt;
+      palette.remove_prefix(1);
+    }
+  }
+  if (!palette.empty()) return std::nullopt;
+
+  r.random = *field("random");
+  if (!Random().setState(r.random)) return std::nullopt;
+  return r;
+}
+
+}  // namespace tavrel

@@ -1,0 +1,44 @@
+// Everything a generation reads besides its own random draws: enough to make
+// the same picture again, at any size and without the history that led to it.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "canvas/convert.h"
+
+namespace tavrel {
+
+enum class Generator { shape, pattern };
+
+// Colour modes, the values of AppState::tcolor.
+inline constexpr double kBasicColours = 0, kTrueColours = 1, kUserColours = 2;
+
+// The colour that takes the place of basic colour n (1 to 15) in user colour
+// mode; index 0 is unused. By default each basic colour stands for itself.
+using UserPalette = std::array<Colour, 16>;
+UserPalette basicPalette();
+
+struct Recipe {
+  Generator generator = Generator::shape;
+  int width = 0, height = 0;  // ScaleWidth x ScaleHeight of the surface drawn on
+  // The field texts as the generation read them after its event pump.
+  std::string text1 = "0", text3 = "16", text4 = "4";
+  bool fancy = true;  // Option2 selected
+  double tcolor = kTrueColours;
+  double ssmode = 0;
+  Long lastcolor = 0;
+  std::string random;  // state of the source behind Rnd before the first draw
+  UserPalette palette = basicPalette();
+
+  bool operator==(const Recipe&) const = default;
+};
+
+// One "key=value" line per field; recipeFromText gives nothing for a text
+// that lacks a field or holds a value out of range.
+std::string recipeToText(const Recipe& r);
+std::optional<Recipe> recipeFromText(std::string_view text);
+
+}  // namespace tavrel
