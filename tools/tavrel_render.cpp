@@ -22,6 +22,7 @@
 #include <variant>
 
 #include "canvas/image_io.h"
+#include "cli/options.h"
 #include "pattern/makeshape2.h"
 #include "stages/host.h"
 #include "shape/makeshape.h"
@@ -65,24 +66,10 @@ struct Settings {
   bool help = false;
 };
 
-// A failed check gives the message without the option's name.
-using Check = std::optional<std::string>;
-const Check kOk = std::nullopt;
-
-std::string inQuotes(std::string_view v) {
-  std::string q(1, '\'');
-  q.append(v);
-  q.push_back('\'');
-  return q;
-}
-
-template <typename T>
-std::optional<T> wholeNumber(std::string_view text) {
-  T value{};
-  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (ec != std::errc{} || end != text.data() + text.size() || text.empty()) return std::nullopt;
-  return value;
-}
+using cli::Check;
+using cli::inQuotes;
+using cli::kOk;
+using cli::wholeNumber;
 
 Check setGenerator(Settings& s, std::string_view v) {
   for (const GeneratorChoice& g : kGenerators) {
@@ -175,13 +162,7 @@ Check setHelp(Settings& s, std::string_view) {
   return kOk;
 }
 
-struct Option {
-  std::string_view name;
-  std::string_view value;     // what the option takes, shown in --help; empty for a switch
-  std::string_view fallback;  // the default, parsed like a given value; empty for none
-  std::string_view help;
-  Check (*apply)(Settings&, std::string_view);
-};
+using Option = cli::Option<Settings>;
 
 constexpr Option kOptions[] = {
     {"--generator", "shape|pattern", "shape", "the generator that draws", setGenerator},
@@ -206,67 +187,9 @@ void printHelp() {
   std::cout << "Usage: tavrel-render [OPTION]...\n"
                "Makes random mirror-symmetric pictures without a window. Picture i goes to\n"
                "DIR/<generator>-<seed>-<i>.png, the 102 x 102 box of the finished shape;\n"
-               "one line per picture on stdout: file, restarts=N, ms=M.\n\n";
-  constexpr std::size_t kColumn = 26;
-  for (const Option& o : kOptions) {
-    std::string line = "  ";
-    line.append(o.name);
-    if (!o.value.empty()) line.append(" ").append(o.value);
-    line.resize(std::max(line.size() + 1, kColumn + 2), ' ');
-    line.append(o.help);
-    if (!o.fallback.empty()) {
-      std::string fallback = "(default: ";
-      fallback.append(o.fallback).append(")");
-      // Long lines carry their default on a line of its own.
-      if (line.size() + 1 + fallback.size() > 80) {
-        line.append("\n").append(kColumn + 2, ' ');
-      } else {
-        line.append(" ");
-      }
-      line.append(fallback);
-    }
-    std::cout << line << "\n";
-  }
-  std::cout << "\nBad input gives a one-line message and exit status 2, and writes no file.\n";
-}
-
-const Option* findOption(std::string_view name) {
-  for (const Option& o : kOptions) {
-    if (o.name == name) return &o;
-  }
-  return nullptr;
-}
-
-// Options as `--name value` or `--name=value`. Defaults go through the same
-// parsers as given values, so the table is the one place that knows them.
-// Gives the settings, or the message for the first bad argument.
-std::variant<Settings, std::string> parse(std::span<char* const> args) {
-  Settings s;
-  for (const Option& o : kOptions) {
-    if (!o.fallback.empty()) o.apply(s, o.fallback);
-  }
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    std::string_view arg = args[i];
-    std::optional<std::string_view> inlineValue;
-    if (const auto eq = arg.find('='); arg.starts_with("--") && eq != std::string_view::npos) {
-      inlineValue = arg.substr(eq + 1);
-      arg = arg.substr(0, eq);
-    }
-    const Option* o = findOption(arg);
-    if (o == nullptr) return std::string("unknown option ") + inQuotes(arg);
-    std::string_view value;
-    if (o->value.empty()) {
-      if (inlineValue) return std::string(arg) + " takes no value";
-    } else if (inlineValue) {
-      value = *inlineValue;
-    } else if (i + 1 < args.size()) {
-      value = args[++i];
-    } else {
-      return std::string(arg) + " needs a value (" + std::string(o->value) + ")";
-    }
-    if (Check c = o->apply(s, value)) return std::string(arg) + ": " + *c;
-  }
-  return s;
+               "one line per picture on stdout: file, restarts=N, ms=M.\n\n"
+            << cli::optionsHelp<Settings>(kOptions)
+            << "\nBad input gives a one-line message and exit status 2, and writes no file.\n";
 }
 
 // A combination check and a probe of the folder: all bad input is found
@@ -361,7 +284,8 @@ int fail(const std::string& message) {
 
 int main(int argc, char** argv) {
   using namespace tavrel;
-  const auto parsed = parse(std::span<char* const>(argv + 1, static_cast<std::size_t>(argc - 1)));
+  const auto parsed = cli::parse<Settings>(
+      kOptions, std::span<char* const>(argv + 1, static_cast<std::size_t>(argc - 1)));
   if (const auto* message = std::get_if<std::string>(&parsed)) return fail(*message);
   const Settings& settings = std::get<Settings>(parsed);
   if (settings.help) {

@@ -1,0 +1,112 @@
+// Command-line options as one table: parsing, defaults, --help and the error
+// messages all come from it. Shared by the programs that run without a
+// window.
+#pragma once
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace tavrel::cli {
+
+// A failed check gives its message without the option's name.
+using Check = std::optional<std::string>;
+inline const Check kOk = std::nullopt;
+
+template <typename Settings>
+struct Option {
+  std::string_view name;      // with its two dashes: "--seed"
+  std::string_view value;     // what it takes, shown in --help; empty for a switch
+  std::string_view fallback;  // the default, parsed like a given value; empty for none
+  std::string_view help;
+  Check (*apply)(Settings&, std::string_view);
+};
+
+inline std::string inQuotes(std::string_view v) {
+  std::string q(1, '\'');
+  q.append(v);
+  q.push_back('\'');
+  return q;
+}
+
+// A whole decimal number that fills the text, nothing else.
+template <typename T>
+std::optional<T> wholeNumber(std::string_view text) {
+  T value{};
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (ec != std::errc{} || end != text.data() + text.size() || text.empty()) return std::nullopt;
+  return value;
+}
+
+// Options as `--name value` or `--name=value`; with `singleDash`, `-name`
+// too. Defaults go through the same parsers as given values, so the table
+// is the one place that knows them. Gives the settings, or the message for
+// the first bad argument.
+template <typename Settings>
+std::variant<Settings, std::string> parse(std::span<const Option<Settings>> table,
+                                          std::span<char* const> args, bool singleDash = false) {
+  Settings s;
+  for (const auto& o : table)
+    if (!o.fallback.empty()) o.apply(s, o.fallback);
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string_view given = args[i];
+    std::string_view arg = given;
+    std::string doubled;
+    if (singleDash && arg.size() > 1 && arg[0] == '-' && arg[1] != '-') {
+      doubled = "-" + std::string(arg);
+      arg = doubled;
+    }
+    std::optional<std::string_view> inlineValue;
+    if (const auto eq = arg.find('='); arg.starts_with("--") && eq != std::string_view::npos) {
+      inlineValue = arg.substr(eq + 1);
+      arg = arg.substr(0, eq);
+    }
+    const auto o = std::find_if(table.begin(), table.end(), [&](const auto& e) { return e.name == arg; });
+    if (o == table.end()) return "unknown option " + inQuotes(given);
+    std::string_view value;
+    if (o->value.empty()) {
+      if (inlineValue) return std::string(arg) + " takes no value";
+    } else if (inlineValue) {
+      value = *inlineValue;
+    } else if (i + 1 < args.size()) {
+      value = args[++i];
+    } else {
+      return std::string(arg) + " needs a value (" + std::string(o->value) + ")";
+    }
+    if (Check c = o->apply(s, value)) return std::string(arg) + ": " + *c;
+  }
+  return s;
+}
+
+// One line per option, its default on a line of its own when the line would
+// pass 80 columns.
+template <typename Settings>
+std::string optionsHelp(std::span<const Option<Settings>> table) {
+  constexpr std::size_t kColumn = 26;
+  std::string out;
+  for (const auto& o : table) {
+    std::string line = "  ";
+    line.append(o.name);
+    if (!o.value.empty()) line.append(" ").append(o.value);
+    line.resize(std::max(line.size() + 1, kColumn + 2), ' ');
+    line.append(o.help);
+    if (!o.fallback.empty()) {
+      std::string fallback = "(default: ";
+      fallback.append(o.fallback).append(")");
+      if (line.size() + 1 + fallback.size() > 80) {
+        line.append("\n").append(kColumn + 2, ' ');
+      } else {
+        line.append(" ");
+      }
+      line.append(fallback);
+    }
+    out += line + "\n";
+  }
+  return out;
+}
+
+}  // namespace tavrel::cli
