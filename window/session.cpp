@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-#include "window/display_scale.h"
+#include "canvas/display_scale.h"
 #include "window/embedded.h"
 
 namespace tavrel {

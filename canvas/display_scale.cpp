@@ -1,4 +1,4 @@
-#include "window/display_scale.h"
+#include "canvas/display_scale.h"
 
 #include <algorithm>
 
@@ -8,8 +8,12 @@ namespace tavrel {
 
 double chooseDisplayScale(int width, int height, std::optional<std::string_view> override) {
   if (override) {
-    const double s = Val(*override);
-    if (s >= 0.5 && s <= 8) return s;  // anything else: chosen as usual
+    // Anything else, a number too large for a double included: chosen as usual.
+    try {
+      const double s = Val(*override);
+      if (s >= 0.5 && s <= 8) return s;
+    } catch (const RuntimeError&) {
+    }
   }
   constexpr double kTargetWidth = 1000, kMinHeight = 500;
   double s = std::min(width / kTargetWidth, height / kMinHeight);

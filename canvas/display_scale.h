@@ -1,4 +1,5 @@
-// How many device pixels one program pixel takes. The drawing was laid out
+// How many device pixels one program pixel takes, for the window and for
+// the screen-saver module alike. The drawing was laid out
 // for screens of 800x600 to 1024x768: fills stay inside a fixed 1000-pixel
 // box and the control panel needs 500 pixels of height. A larger screen gets
 // one scale for the whole window that keeps the client area near 1000
