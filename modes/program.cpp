@@ -23,6 +23,8 @@ void passOverFailure(Handler&& handler) {
 }  // namespace
 
 void Program::startup() {
+  if (started_) return;
+  started_ = true;
   tavrel::startup(host_, st);
 }
 

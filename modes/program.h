@@ -13,6 +13,7 @@ class Program : public RunEvents {
 
   AppState st;
 
+  // The start-up runs once, whoever asks for it first; it never returns.
   void startup() override;
   void click(Control c) override;
   void optionClick(bool fancy) override;
@@ -25,6 +26,7 @@ class Program : public RunEvents {
 
  private:
   RunHost& host_;
+  bool started_ = false;
 };
 
 }  // namespace tavrel

@@ -3,10 +3,11 @@
 
 set -euo pipefail
 
-# zlib only for a test's independent PNG reader; fonts for text in the
-# off-screen widget tests.
+# The window's font (Liberation Sans, the metrics its controls were laid out
+# for); X test input for the desktop benchmark; Xvfb, xdotool and ImageMagick
+# for the end-to-end tests.
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev zlib1g-dev
-  fonts-dejavu-core xvfb xauth xdotool imagemagick)
+  fonts-dejavu-core fonts-liberation2 libxtst-dev xvfb xauth xdotool imagemagick)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {

@@ -110,11 +110,7 @@ Form::Form(double scale, QWidget* parent)
   view_->onPress = [this] { report([](RunEvents& e) { e.mouseDown(); }); };
   view_->onFirstPaint = [this] {
     // After this paint has finished: the start-up never returns.
-    QTimer::singleShot(0, this, [this] {
-      if (started_ || !events_) return;
-      started_ = true;
-      events_->startup();
-    });
+    QTimer::singleShot(0, this, [this] { report([](RunEvents& e) { e.startup(); }); });
   };
   setCentralWidget(view_);
   buildControls();
@@ -173,6 +169,7 @@ void Form::buildControls() {
   command3_ = new WrappingButton("Click to begin", view_);
   place(command3_, "Command3", 120, 240, 1215, 495);
   command3_->raise();  // the same rectangle, in front
+  command3_->setFocus();  // keys go to the one button the user can see
   connect(command1_, &QPushButton::clicked, this,
           [this] { report([](RunEvents& e) { e.click(Control::Command1); }); });
   connect(command3_, &QPushButton::clicked, this,
@@ -186,11 +183,10 @@ void Form::buildControls() {
   QLabel* label7 = label("Label7", "Complexity (1 to 25):", 120, 3120, 1575, 128, 255, 255);
   QLabel* label8 = label("Label8", "Smoothness (1 to 9):", 120, 3720, 1575, 0, 255, 255);
   label6_ = new QLabel(
-      "Tavrel draws random pictures with an eight-fold mirror symmetry. One random stroke, "
+      "Tavrel draws random pictures with an eight-fold mirror symmetry: one random stroke, "
       "seen through the mirrors, closes into an outline, and every region inside takes a "
-      "colour of its own. Choose a pattern tile or a single shape, true or basic colours, and "
-      "let the screen-saver mode show a new picture every few seconds. Press a mouse button "
-      "on the window to go back.",
+      "colour of its own. The screen-saver mode shows a new picture every few seconds.\n\n"
+      "Press a mouse button on the window to go back.",
       view_);
   place(label6_, "Label6", 120, 240, 2655, 2055);
   label6_->setWordWrap(true);
@@ -394,6 +390,7 @@ void Form::maximize() {
 // the screen changed, until the next timer is due, or until an event comes.
 
 void Form::DoEvents() {
+  ++pumps_;
   ++depth_;
   struct Leave {
     int& depth;

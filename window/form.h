@@ -37,8 +37,9 @@ class Form : public QMainWindow, public RunHost {
   std::function<void()> endHook;
 
   double scale() const { return scale_; }
-  // How many times DoEvents waited for something to happen: at rest, the
-  // program waits instead of turning.
+  // How many times DoEvents was called, and how many times it waited for
+  // something to happen: at rest, the program waits instead of turning.
+  long pumps() const { return pumps_; }
   long waits() const { return waits_; }
 
   // GeneratorHost
@@ -123,14 +124,13 @@ class Form : public QMainWindow, public RunHost {
 
   // The event pump's view of the screen.
   int depth_ = 0;              // DoEvents calls on the stack
-  long waits_ = 0;
+  long pumps_ = 0, waits_ = 0;
   QTimer wake_;                // ends a wait at its deadline
   float picture1Left_ = 0, picture1Top_ = 0;
   bool picture1Visible_ = false;
   bool picture1Moving_ = false;  // moved while visible since the last DoEvents
   float shownLeft_ = 0, shownTop_ = 0;  // where the screen shows Picture1
   Clock::time_point lastFrame_{};
-  bool started_ = false;
 };
 
 }  // namespace tavrel

@@ -1,13 +1,13 @@
 // The whole program in its real window on the off-screen platform, from the
-// start screen to Quit, with End replaced so that the never-returning start-up
-// can be left.
+// start screen to Quit, wired up as the executable does it, with the end of
+// the program made to throw so that the never-returning start-up can be left.
 #include <gtest/gtest.h>
 
 #include <QApplication>
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenu>
+#include <QMenuBar>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
@@ -16,130 +16,125 @@
 #include <functional>
 #include <vector>
 
-#include "modes/modes.h"
 #include "window/embedded.h"
-#include "window/form.h"
-#include "window/run.h"
-#include "window/surface_view.h"
+#include "window/session.h"
 
 namespace tavrel {
 namespace {
 
-struct Ended {};
-
-// Runs the program; `steps` run one after another from its event pump, each
-// `gap` ms after the last. The last step should end the program.
-void runProgram(Form& f, std::vector<std::function<void()>> steps, int gap = 150) {
-  f.endHook = [] { throw Ended{}; };
-  connectRunModes(f);
-  f.onStartup = nullptr;
-  f.show();
-  for (std::size_t i = 0; i < steps.size(); ++i)
-    QTimer::singleShot(static_cast<int>(gap * (i + 1)), &f, steps[i]);
-  EXPECT_THROW(startup(f, f.st), Ended);
-}
-
-class InFolder : public testing::Test {
+class RunModes : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(dir_.isValid());
     old_ = QDir::currentPath();
-    QDir::setCurrent(dir_.path());
+    QDir::setCurrent(dir_.path());  // no backdrop files unless a test puts them here
+    form.resize(800, 600);
+    form.endHook = [] { throw ProgramEnded{}; };
   }
   void TearDown() override { QDir::setCurrent(old_); }
+
+  // Runs the program; `steps` run one after another from its event pump,
+  // each `gap` ms after the last. The last step should end the program.
+  void run(std::vector<std::function<void()>> steps, int gap = 150) {
+    form.show();
+    for (std::size_t i = 0; i < steps.size(); ++i)
+      QTimer::singleShot(static_cast<int>(gap * (i + 1)), &form, steps[i]);
+    EXPECT_THROW(session.program().startup(), ProgramEnded);
+  }
+  template <typename T = QWidget>
+  T* child(const char* name) {
+    return form.findChild<T*>(name);
+  }
+  bool shown(const char* name) { return child(name)->isVisible(); }
+
   QTemporaryDir dir_;
   QString old_;
+  Session session{1.0};
+  Form& form = session.form();
+  Program& program = session.program();
+  AppState& st = program.st;
 };
 
-using RunModes = InFolder;
-
-TEST_F(RunModes, StartScreenFirstShapeButtonAndQuit) {
-  Form f(1);
-  f.resize(800, 600);
-  loadEmbeddedPictures(f);
-  const Picture embedded = f.slides[9];
+TEST_F(RunModes, StartScreenFirstShapeRestAndQuit) {
+  const Picture embedded = form.slidePicture(9);
   Picture firstPicture1;
-  runProgram(f, {[&] {
-                   // No backdrop files here: the embedded picture stays up.
-                   EXPECT_EQ(f.SurfaceWindow().picture(), embedded);
-                   EXPECT_FALSE(f.options->menuAction()->isVisible());
-                   EXPECT_FALSE(f.orderinfo->isVisible());
-                   const QPoint middle = f.Command3->geometry().center();
-                   EXPECT_EQ(f.centralWidget()->childAt(middle), f.Command3);
-                   QTest::mouseClick(f.Command3, Qt::LeftButton);
-                 },
-                 [&] {
-                   EXPECT_TRUE(f.Command3->isHidden());
-                   EXPECT_TRUE(f.options->menuAction()->isVisible());
-                   EXPECT_TRUE(f.Text5->isVisible());
-                   EXPECT_EQ(f.SurfaceWindow().picture(), nullptr);
-                   for (int i = 1; i <= 7; ++i) EXPECT_EQ(f.st.slideshown[i], 0);
-                   // The first shape stands in the middle, on the boundary colour.
-                   const Surface& win = f.SurfaceWindow();
-                   EXPECT_EQ(win.pixel(5, 5), OutlineColor);
-                   EXPECT_EQ(f.SurfacePicture1().width(), 102);
-                   firstPicture1 = f.SurfacePicture1().Image();
-                   f.cpp9->trigger();
-                   QTest::mouseClick(f.Command1, Qt::LeftButton);
-                 },
-                 [&] {
-                   // A tile now: its frame runs 49 pixels out from the middle.
-                   EXPECT_NE(*f.SurfacePicture1().Image(), *firstPicture1);
-                   EXPECT_EQ(f.SurfacePicture1().pixel(1, 50), OutlineColor);
-                   EXPECT_EQ(f.SurfacePicture1().pixel(99, 50), OutlineColor);
-                   f.quit->trigger();
-                 }});
+  long pumps = 0, waits = 0;
+  run({[&] {
+         // No backdrop files here: the embedded picture stays up, no menus.
+         EXPECT_EQ(form.SurfaceWindow().picture(), embedded);
+         EXPECT_FALSE(form.menuBar()->actions().at(0)->isVisible());
+         QTest::mouseClick(child<QPushButton>("Command3"), Qt::LeftButton);
+       },
+       [&] {
+         EXPECT_TRUE(form.menuBar()->actions().at(0)->isVisible());
+         EXPECT_TRUE(shown("Text5"));
+         EXPECT_EQ(form.SurfaceWindow().picture(), nullptr);
+         for (int i = 1; i <= 7; ++i) EXPECT_EQ(st.slideshown[i], 0);
+         // The first shape stands in the middle, on the boundary colour.
+         EXPECT_EQ(form.SurfaceWindow().pixel(5, 5), OutlineColor);
+         EXPECT_EQ(form.SurfacePicture1().width(), 102);
+         firstPicture1 = form.SurfacePicture1().Image();
+         pumps = form.pumps();
+         waits = form.waits();
+       },
+       [&] {
+         // At rest the main loop waits at every turn instead of spinning.
+         EXPECT_LE(form.pumps() - pumps, form.waits() - waits + 3);
+         program.menuClick(Menu::cpp9);
+         QTest::mouseClick(child<QPushButton>("Command1"), Qt::LeftButton);
+       },
+       [&] {
+         // A tile now: its frame runs 49 pixels out from the middle.
+         EXPECT_NE(*form.SurfacePicture1().Image(), *firstPicture1);
+         EXPECT_EQ(form.SurfacePicture1().pixel(1, 50), OutlineColor);
+         EXPECT_EQ(form.SurfacePicture1().pixel(99, 50), OutlineColor);
+         program.menuClick(Menu::quit);
+       }},
+      300);
 }
 
 TEST_F(RunModes, ScreenSaverBouncesTicksAndComesBack) {
-  Form f(1);
-  f.resize(800, 600);
   QRect before;
-  runProgram(f,
-             {[&] { f.Command3->click(); },
-              [&] {
-                f.Text5->setText("0");
-                f.ssaver->trigger();
-                EXPECT_TRUE(f.isVisible(Control::Picture1));
-                EXPECT_EQ(f.Text5->text(), "1");
-                EXPECT_EQ(f.Timer1.interval, 1000);
-                EXPECT_TRUE(f.Timer1.enabled);
-                EXPECT_FALSE(f.Command1->isVisible());
-                EXPECT_EQ(f.SurfaceWindow().pixel(f.SurfaceWindow().width() / 2, 300), 0);
-                before = f.Picture1->geometry();
-              },
-              [&] {
-                EXPECT_NE(f.Picture1->geometry(), before);  // it moves
-                const Picture old = f.SurfacePicture1().Image();
-                f.Timer1.tick();
-                EXPECT_NE(*f.SurfacePicture1().Image(), *old);
-                EXPECT_EQ(f.SurfaceWindow().pixel(400, 300), OutlineColor);  // the cover
-                // The menus work here too: the information page over the black window.
-                f.orderinfo->trigger();
-                EXPECT_TRUE(f.Label6->isVisible());
-                QTest::mouseClick(f.Label6, Qt::LeftButton);  // a press on the page: nothing
-                EXPECT_TRUE(f.Label6->isVisible());
-                QTest::mouseClick(f.centralWidget(), Qt::LeftButton, {}, QPoint(700, 500));
-                EXPECT_FALSE(f.Label6->isVisible());
-                EXPECT_FALSE(f.Command1->isVisible());  // still the screen-saver
-              },
-              [&] {
-                const Picture shape = f.SurfacePicture1().Image();
-                f.regmode->trigger();
-                EXPECT_FALSE(f.isVisible(Control::Picture1));
-                EXPECT_TRUE(f.Command1->isVisible());
-                // Copied back one pixel up and left, one pixel larger.
-                const Surface& win = f.SurfaceWindow();
-                const int left = win.width() / 2 - 50, top = win.height() / 2 - 50;
-                for (int y = 0; y <= 100; ++y)
-                  for (int x = 0; x <= 100; ++x)
-                    ASSERT_EQ(win.pixel(left + x, top + y), shape->at(x + 1, y + 1));
-                // Slow, then close the window in the middle of a paced wait.
-                f.tslow->trigger();
-                f.ssaver->trigger();
-                f.Timer7.tick = [&] { f.close(); };
-              }},
-             300);
+  run({[&] { child<QPushButton>("Command3")->click(); },
+       [&] {
+         child<QLineEdit>("Text5")->setText("0");
+         program.menuClick(Menu::ssaver);
+         EXPECT_TRUE(shown("Picture1"));
+         EXPECT_EQ(child<QLineEdit>("Text5")->text(), "1");
+         EXPECT_FALSE(shown("Command1"));
+         EXPECT_EQ(form.SurfaceWindow().pixel(form.SurfaceWindow().width() / 2, 300), 0);
+         before = child("Picture1")->geometry();
+       },
+       [&] {
+         EXPECT_NE(child("Picture1")->geometry(), before);  // it moves
+         const Picture old = form.SurfacePicture1().Image();
+         program.timerTick(TimerId::Timer1);
+         EXPECT_NE(*form.SurfacePicture1().Image(), *old);
+         EXPECT_EQ(form.SurfaceWindow().pixel(400, 300), OutlineColor);  // the cover
+         // The menus work here too: the information page over the black window.
+         program.menuClick(Menu::orderinfo);
+         EXPECT_TRUE(shown("Label6"));
+         QTest::mouseClick(form.centralWidget(), Qt::LeftButton, {}, QPoint(700, 500));
+         EXPECT_FALSE(shown("Label6"));
+         EXPECT_FALSE(shown("Command1"));  // still the screen-saver
+       },
+       [&] {
+         const Picture shape = form.SurfacePicture1().Image();
+         program.menuClick(Menu::regmode);
+         EXPECT_FALSE(shown("Picture1"));
+         EXPECT_TRUE(shown("Command1"));
+         // Copied back one pixel up and left, one pixel larger.
+         const Surface& win = form.SurfaceWindow();
+         const int left = win.width() / 2 - 50, top = win.height() / 2 - 50;
+         for (int y = 0; y <= 100; ++y)
+           for (int x = 0; x <= 100; ++x)
+             ASSERT_EQ(win.pixel(left + x, top + y), shape->at(x + 1, y + 1));
+         // Slow, then close the window in the middle of a paced wait.
+         program.menuClick(Menu::tslow);
+         program.menuClick(Menu::ssaver);
+       },
+       [&] { form.close(); }},
+      300);
 }
 
 TEST_F(RunModes, BackdropsRotateUntilTheClick) {
@@ -148,21 +143,16 @@ TEST_F(RunModes, BackdropsRotateUntilTheClick) {
     const std::string name = "example" + std::to_string(i) + ".bmp";
     std::filesystem::copy_file(samples / name, name);
   }
-  Form f(1);
-  f.resize(800, 600);
   std::vector<Picture> shown;
-  runProgram(f, {[&] {
-                   shown.push_back(f.SurfaceWindow().picture());
-                   for (int i = 0; i < 11; ++i) {
-                     f.Timer4.tick();
-                     shown.push_back(f.SurfaceWindow().picture());
-                   }
-                   f.Command3->click();
-                 },
-                 [&] {
-                   EXPECT_FALSE(f.Timer4.enabled);
-                   f.quit->trigger();
-                 }});
+  run({[&] {
+         shown.push_back(form.SurfaceWindow().picture());
+         for (int i = 0; i < 11; ++i) {
+           program.timerTick(TimerId::Timer4);
+           shown.push_back(form.SurfaceWindow().picture());
+         }
+         child<QPushButton>("Command3")->click();
+       },
+       [&] { program.menuClick(Menu::quit); }});
   ASSERT_EQ(shown.size(), 12u);
   for (std::size_t i = 0; i < shown.size(); ++i) {
     ASSERT_NE(shown[i], nullptr);
