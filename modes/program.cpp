@@ -1,9 +1,13 @@
 #include "modes/program.h"
 
 #include <exception>
+#include <filesystem>
+#include <fstream>
 
 #include "modes/menus.h"
 #include "modes/modes.h"
+#include "modes/pictures.h"
+#include "modes/settings.h"
 
 namespace tavrel {
 
@@ -21,6 +25,17 @@ void passOverFailure(Handler&& handler) {
 }
 
 }  // namespace
+
+void Program::loadSettings() {
+  const std::filesystem::path path = settingsPath();
+  std::error_code ec;
+  if (path.empty() || !std::filesystem::is_regular_file(path, ec)) return;
+  std::ifstream in(path);
+  std::string text(64 * 1024, '\0');  // a settings file is a few hundred bytes
+  in.read(text.data(), static_cast<std::streamsize>(text.size()));
+  text.resize(static_cast<std::size_t>(in.gcount()));
+  passOverFailure([&] { applySettings(host_, st, parseSettings(text)); });
+}
 
 void Program::startup() {
   if (started_) return;
@@ -70,6 +85,18 @@ void Program::menuClick(Menu m) {
         return scenterClick(host_, st);
       case Menu::orderinfo:
         return orderinfoClick(host_, st);
+      case Menu::impcolor:
+        return impcolorClick(host_, st);
+      case Menu::fgdfgfg:
+        return editColorsClick(host_, st);
+      case Menu::hgfhg:
+        return printPatternClick(host_, st);
+      case Menu::sdfdssdf:
+        return saveShapeClick(host_, st);
+      case Menu::fghfghg:
+        return saveSettingsClick(host_, st);
+      case Menu::restored:
+        return restoredClick(host_, st);
       default:
         return;  // an entry without an action
     }

@@ -13,6 +13,9 @@ class Program : public RunEvents {
 
   AppState st;
 
+  // The saved settings take the place of the design values, when there are any.
+  void loadSettings();
+
   // The start-up runs once, whoever asks for it first; it never returns.
   void startup() override;
   void click(Control c) override;

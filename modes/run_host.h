@@ -7,7 +7,10 @@
 #include <cstdint>
 #include <string>
 
+#include <optional>
+
 #include "stages/host.h"
+#include "state/recipe.h"
 
 namespace tavrel {
 
@@ -56,6 +59,16 @@ class RunHost : public virtual GeneratorHost {
 
   // The seed of Randomize.
   virtual std::uint32_t secondsSinceMidnight() = 0;
+
+  // Services of the desktop: the folder for saved pictures, a short note on
+  // the window that goes by itself, a message the user closes, the print
+  // dialog, the colour editor and a file chooser (empty: nothing chosen).
+  virtual std::string picturesFolder() = 0;
+  virtual void showNote(const std::string& text) = 0;
+  virtual void showMessage(const std::string& text) = 0;
+  virtual void printPicture(const ImageData& picture, bool repeatTile) = 0;
+  virtual std::optional<UserPalette> editColours(const UserPalette& current) = 0;
+  virtual std::string choosePaletteFile() = 0;
 };
 
 class RunEvents {

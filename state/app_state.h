@@ -44,6 +44,7 @@ struct AppState {
   double complexy2 = 0;
   UserPalette userColors = basicPalette();  // what basic colours become in user colour mode
   double tilerepeat = 0;  // 1: a new tile is repeated over the window in regular mode
+  double savezoom = 4;    // how many times larger a saved picture is than Picture1
 
   // State of a generation.
   double a = 0, b = 0;

@@ -46,6 +46,29 @@ const char* colourModeName(double tcolor) {
 
 }  // namespace
 
+std::string paletteToText(const UserPalette& p) {
+  std::string t;
+  for (int n = 1; n <= 15; ++n) t += hexColour(p[n]) + (n < 15 ? "," : "");
+  return t;
+}
+
+bool paletteFromText(std::string_view text, UserPalette& into) {
+  bool all = true;
+  for (int n = 1; n <= 15 && !text.empty(); ++n) {
+    const auto comma = text.find(',');
+    std::string_view entry = text.substr(0, comma);
+    while (!entry.empty() && entry.front() == ' ') entry.remove_prefix(1);
+    while (!entry.empty() && entry.back() == ' ') entry.remove_suffix(1);
+    if (const auto c = colourFromHex(entry)) {
+      into[n] = *c;
+    } else {
+      all = false;
+    }
+    text = comma == std::string_view::npos ? std::string_view{} : text.substr(comma + 1);
+  }
+  return all && text.empty();
+}
+
 std::string recipeToText(const Recipe& r) {
   std::string t = "generator=";
   t += r.generator == Generator::pattern ? "pattern" : "shape";
@@ -55,8 +78,7 @@ std::string recipeToText(const Recipe& r) {
   t += std::string("\ncolors=") + colourModeName(r.tcolor);
   t += "\nscreensaver=" + std::to_string(r.ssmode == 1 ? 1 : 0);
   t += "\nlastcolor=" + std::to_string(r.lastcolor);
-  t += "\npalette=";
-  for (int n = 1; n <= 15; ++n) t += hexColour(r.palette[n]) + (n < 15 ? "," : "");
+  t += "\npalette=" + paletteToText(r.palette);
   t += "\nrandom=" + r.random + "\n";
   return t;
 }
@@ -121,18 +143,7 @@ std::optional<Recipe> recipeFromText(std::string_view text) {
   if (!last) return std::nullopt;
   r.lastcolor = *last;
 
-  std::string_view palette = *field("palette");
-  for (int n = 1; n <= 15; ++n) {
-    const auto c = colourFromHex(palette.substr(0, 7));
-    if (!c) return std::nullopt;
-    r.palette[n] = *c;
-    palette.remove_prefix(7);
-    if (n < 15) {
-      if (palette.empty() || palette[0] != ',') return std::nullopt;
-      palette.remove_prefix(1);
-    }
-  }
-  if (!palette.empty()) return std::nullopt;
+  if (!paletteFromText(*field("palette"), r.palette)) return std::nullopt;
 
   r.random = *field("random");
   if (!Random().setState(r.random)) return std::nullopt;

@@ -20,6 +20,11 @@ inline constexpr double kBasicColours = 0, kTrueColours = 1, kUserColours = 2;
 // mode; index 0 is unused. By default each basic colour stands for itself.
 using UserPalette = std::array<Colour, 16>;
 UserPalette basicPalette();
+// Entries 1 to 15 as "#rrggbb" separated by commas, and back: entries that
+// can't be read, and entries missing at the end, stay as they are in `into`.
+// Gives false when any entry couldn't be read.
+std::string paletteToText(const UserPalette& p);
+bool paletteFromText(std::string_view text, UserPalette& into);
 
 struct Recipe {
   Generator generator = Generator::shape;
@@ -35,6 +40,9 @@ struct Recipe {
 
   bool operator==(const Recipe&) const = default;
 };
+
+// The keyword of the PNG text chunk that carries the recipe of its picture.
+inline constexpr std::string_view kRecipeKeyword = "Tavrel recipe";
 
 // One "key=value" line per field; recipeFromText gives nothing for a text
 // that lacks a field or holds a value out of range.

@@ -3,6 +3,11 @@
 #include <QApplication>
 #include <QButtonGroup>
 #include <QCloseEvent>
+#include <QDir>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QShortcut>
+#include <QStandardPaths>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -20,6 +25,8 @@
 #include <cstdlib>
 
 #include "canvas/image_io.h"
+#include "window/colours_dialog.h"
+#include "window/print.h"
 #include "window/surface_view.h"
 
 namespace tavrel {
@@ -244,6 +251,21 @@ void Form::buildControls() {
   // The bouncing picture passes in front of the information page.
   picture1View_->raise();
 
+  // A short note along the bottom of the window, over everything, that goes by itself.
+  note_ = new QLabel(view_);
+  note_->setObjectName("Note");
+  note_->setAutoFillBackground(true);
+  setBackground(note_, 255, 255, 224);
+  note_->setMargin(px(60));
+  note_->hide();
+  noteTimer_.setSingleShot(true);
+  connect(&noteTimer_, &QTimer::timeout, note_, &QLabel::hide);
+
+  // S and P do what their menu entries do; a field being typed in keeps them.
+  for (auto [key, entry] : {std::pair{Qt::Key_S, Menu::sdfdssdf}, std::pair{Qt::Key_P, Menu::hgfhg}})
+    connect(new QShortcut(QKeySequence(key), this), &QShortcut::activated, this,
+            [this, entry] { report([entry](RunEvents& e) { e.menuClick(entry); }); });
+
   panelShown_ = {command1_, label2, text2, label3, text3, label5, text5,
                  label7,    text6,  label8, text7, option1_, option2_};
   panelHidden_ = {label1, text1, label4, text4};
@@ -267,24 +289,24 @@ void Form::buildMenus() {
       {Menu::hfggf, Menu::options, "Animation speed", false, true, true, true},
       {Menu::tslow, Menu::hfggf, "Slow", false, true, true, false},
       {Menu::tfast, Menu::hfggf, "Fast", true, true, true, false},
-      {Menu::impcolor, Menu::options, "Import color scale", false, false, false, false},
+      {Menu::impcolor, Menu::options, "Import color scale", false, true, true, false},
       {Menu::colormode, Menu::options, "Color mode", false, true, true, true},
-      {Menu::uedit, Menu::colormode, "User defined colors", false, false, true, false},
+      {Menu::uedit, Menu::colormode, "User defined colors", false, true, true, false},
       {Menu::tcolorm, Menu::colormode, "True color (16000000 colors)", true, true, true, false},
       {Menu::bcolorm, Menu::colormode, "Basic color (15 colors)", false, true, true, false},
-      {Menu::fgdfgfg, Menu::options, "Edit colors", false, false, true, false},
-      {Menu::hgfhg, Menu::options, "Print pattern (press \"P\")", false, false, true, false},
-      {Menu::sdfdssdf, Menu::options, "Save shape (press \"S\")", false, false, true, false},
+      {Menu::fgdfgfg, Menu::options, "Edit colors", false, true, true, false},
+      {Menu::hgfhg, Menu::options, "Print pattern (press \"P\")", false, true, true, false},
+      {Menu::sdfdssdf, Menu::options, "Save shape (press \"S\")", false, true, true, false},
       {Menu::fgdgf, Menu::options, "Auto-print", false, false, false, false},
       {Menu::dfsdffd, Menu::options, "Auto-save", false, false, false, false},
-      {Menu::fghfghg, Menu::options, "Save settings", false, false, true, false},
-      {Menu::restored, Menu::options, "Restore default settings", false, false, true, false},
+      {Menu::fghfghg, Menu::options, "Save settings", false, true, true, false},
+      {Menu::restored, Menu::options, "Restore default settings", false, true, true, false},
       {Menu::sfancy, Menu::options, "sfancy", true, true, false, false},
       {Menu::quit, Menu::options, "Quit", false, true, true, false},
       {Menu::patmode5, Menu::patmode5, "Pattern mode", false, true, true, true},
       {Menu::csingle, Menu::patmode5, "Create single shape", true, true, true, false},
       {Menu::cpp9, Menu::patmode5, "Create part of pattern", false, true, true, false},
-      {Menu::cpattern, Menu::patmode5, "Create pattern", false, false, true, false},
+      {Menu::cpattern, Menu::patmode5, "Create pattern", false, true, true, false},
       {Menu::tyhfghgfh, Menu::tyhfghgfh, "Complexity of shape", false, true, false, true},
       {Menu::snormal, Menu::tyhfghgfh, "Shapes simple", false, true, true, false},
       {Menu::scenter, Menu::tyhfghgfh, "Shapes complex", true, true, true, false},
@@ -608,6 +630,37 @@ void Form::setPicture2(Picture p) {
   picture2_->setPixmap(
       QPixmap::fromImage(img.scaled(std::lround(p->width * scale_), std::lround(p->height * scale_),
                                     Qt::IgnoreAspectRatio, Qt::FastTransformation)));
+}
+
+std::string Form::picturesFolder() {
+  return QStandardPaths::writableLocation(QStandardPaths::PicturesLocation).toStdString();
+}
+
+void Form::showNote(const std::string& text) {
+  note_->setText(q(text));
+  note_->adjustSize();
+  note_->move(px(120), view_->height() - note_->height() - px(120));
+  note_->raise();
+  note_->show();
+  noteTimer_.start(6000);
+}
+
+void Form::showMessage(const std::string& text) {
+  QMessageBox::warning(this, "Tavrel", q(text));
+}
+
+void Form::printPicture(const ImageData& picture, bool repeatTile) {
+  printWithDialog(this, picture, repeatTile);
+}
+
+std::optional<UserPalette> Form::editColours(const UserPalette& current) {
+  return editPalette(this, current);
+}
+
+std::string Form::choosePaletteFile() {
+  return QFileDialog::getOpenFileName(this, "Import color scale", QDir::homePath(),
+                                      "GIMP palettes (*.gpl);;All files (*)")
+      .toStdString();
 }
 
 std::uint32_t Form::secondsSinceMidnight() {

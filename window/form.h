@@ -68,6 +68,12 @@ class Form : public QMainWindow, public RunHost {
   Picture slidePicture(int box) override;
   void setPicture2(Picture p) override;
   std::uint32_t secondsSinceMidnight() override;
+  std::string picturesFolder() override;
+  void showNote(const std::string& text) override;
+  void showMessage(const std::string& text) override;
+  void printPicture(const ImageData& picture, bool repeatTile) override;
+  std::optional<UserPalette> editColours(const UserPalette& current) override;
+  std::string choosePaletteFile() override;
 
   // The pictures of Picture4 .. Picture9, and the window's start picture.
   void setSlidePicture(int box, Picture p);
@@ -111,6 +117,8 @@ class Form : public QMainWindow, public RunHost {
 
   QPushButton *command1_, *command3_;
   QLabel* label6_;
+  QLabel* note_;
+  QTimer noteTimer_;
   QLabel* picture2_;
   SurfaceView* picture1View_;
   QRadioButton *option1_, *option2_;

@@ -46,6 +46,7 @@ Session::Session(double scale)
     : form_(formWithFont(scale)), program_(*form_), screen_(nullptr) {
   loadEmbeddedPictures(*form_);
   form_->setEvents(&program_);
+  program_.loadSettings();
 }
 
 void Session::show() {

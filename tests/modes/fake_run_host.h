@@ -69,6 +69,23 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   }
   void setPicture2(Picture p) override { picture2 = std::move(p); }
   std::uint32_t secondsSinceMidnight() override { return 4242; }
+
+  // The desktop's services: what was shown, and the answers of the dialogs.
+  std::string pictures;
+  std::vector<std::string> notes, messages;
+  int prints = 0;
+  bool printedRepeat = false;
+  std::optional<UserPalette> editedPalette;
+  std::string chosenFile;
+  std::string picturesFolder() override { return pictures; }
+  void showNote(const std::string& t) override { notes.push_back(t); }
+  void showMessage(const std::string& t) override { messages.push_back(t); }
+  void printPicture(const ImageData&, bool repeat) override {
+    ++prints;
+    printedRepeat = repeat;
+  }
+  std::optional<UserPalette> editColours(const UserPalette&) override { return editedPalette; }
+  std::string choosePaletteFile() override { return chosenFile; }
 };
 
 }  // namespace tavrel

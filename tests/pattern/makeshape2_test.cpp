@@ -1,8 +1,9 @@
+// What is the tile's own: its restart point and frame, the frame test and
+// crossing limit, the corner patch, and the eight-sided tile. What both
+// generators share is in tests/stages/generators_test.cpp.
 #include "pattern/makeshape2.h"
 
 #include <gtest/gtest.h>
-
-#include <functional>
 
 #include "pattern/tile.h"
 
@@ -29,19 +30,6 @@ struct Tile {
   Colour at(int x, int y) { return host.SurfacePicture1().pixel(x, y); }
 };
 
-// Counts pixels of the 101 x 101 tile whose image under `mirror` differs
-// by `same`; the tile's centre is Picture1's (50, 50).
-int mismatches(Tile& t, const std::function<bool(Colour, Colour)>& same) {
-  int bad = 0;
-  for (int y = 1; y <= 99; ++y)
-    for (int x = 1; x <= 99; ++x) {
-      const Colour c = t.at(x, y);
-      for (auto [mx, my] : {std::pair{100 - x, y}, {x, 100 - y}, {y, x}})
-        if (!same(c, t.at(mx, my))) ++bad;
-    }
-  return bad;
-}
-
 TEST(TileRestartPoint, FrameAt49AnchorsAtTheCentre) {
   Surface win(400, 301, kWhite15);
   AppState st;
@@ -62,29 +50,6 @@ TEST(TileRestartPoint, FrameAt49AnchorsAtTheCentre) {
   for (double v : {o.p2x, o.p3x, o.p4x, o.p5x, o.p6x, o.p7x, o.p8x}) EXPECT_EQ(v, c.x);
   for (double v : {o.p2y, o.p3y, o.p4y, o.p6y, o.p7y, o.p8y}) EXPECT_EQ(v, c.y);
   for (int i = 0; i < 8; ++i) EXPECT_EQ(o.qx[i] + o.qy[i], c.x + c.y);
-}
-
-TEST(TileWalk, FirstMoveFromTheCentre) {
-  AppState st;
-  Orbit o;
-  stages::placeAtCentre(st, o, {400, 300});
-  stages::moveEdgePoints(st, o, 0.5, 0.25);
-  EXPECT_EQ(st.a, 400.5);
-  EXPECT_EQ(st.b, 300.25);
-  EXPECT_EQ(o.p2x, 399.5);
-  EXPECT_EQ(o.p2y, 300.25);
-  EXPECT_EQ(o.p3x, 399.5);
-  EXPECT_EQ(o.p3y, 299.75);
-  EXPECT_EQ(o.p4x, 400.5);
-  EXPECT_EQ(o.p4y, 299.75);
-  EXPECT_EQ(o.p5x, 400.25);
-  EXPECT_EQ(st.p5ytext.value(), 299.5);
-  EXPECT_EQ(o.p6x, 400.25);
-  EXPECT_EQ(o.p6y, 300.5);
-  EXPECT_EQ(o.p7x, 399.75);
-  EXPECT_EQ(o.p7y, 300.5);
-  EXPECT_EQ(o.p8x, 399.75);
-  EXPECT_EQ(o.p8y, 299.5);
 }
 
 TEST(TileWalk, FrameTestRoundsDownOnBothSidesAndCrossingLimitIs25) {
@@ -175,49 +140,6 @@ TEST(Makeshape2, EightSidesGiveFrameCentrePixelAndOneColour) {
   }
 }
 
-TEST(Makeshape2, TilesAreEightFoldSymmetricAndDeterministic) {
-  for (std::uint32_t seed = 1; seed <= 12; ++seed) {
-    Tile t(seed, "4", seed % 2);
-    // The arms and the frame are exact mirror images of each other.
-    EXPECT_EQ(mismatches(t, [](Colour a, Colour b) { return (a == 1) == (b == 1); }), 0)
-        << "seed " << seed;
-    // Colours mirror too, except where a seed fell on an arm and left a
-    // region white.
-    EXPECT_EQ(
-        mismatches(t, [](Colour a, Colour b) { return a == b || a == kWhite15 || b == kWhite15; }),
-        0)
-        << "seed " << seed;
-    EXPECT_EQ(t.st.centerf, 0);
-    EXPECT_EQ(t.host.fields[1], "100");
-    // Outside the frame everything is the boundary colour, up to the box.
-    const Surface& win = t.host.SurfaceWindow();
-    EXPECT_EQ(win.pixel(5, 5), OutlineColor);
-    EXPECT_EQ(win.pixel(200 - 50, 150), OutlineColor);
-
-    Tile again(seed, "4", seed % 2);
-    EXPECT_EQ(*t.host.SurfacePicture1().Image(), *again.host.SurfacePicture1().Image());
-  }
-}
-
-TEST(Makeshape2, WindowPictureIsClearedAndFieldsClamped) {
-  HeadlessHost host(300, 240);
-  auto backdrop = std::make_shared<ImageData>();
-  backdrop->width = backdrop->height = 4;
-  backdrop->pixels.assign(16, 0x0000FF);
-  host.SurfaceWindow().setPicture(backdrop);
-  host.fields[2] = "30";
-  host.fields[0] = "-3";
-  host.fields[4] = "abc";
-  AppState st;
-  st.centerf = 1;
-  makeshape2(host, st);
-  EXPECT_EQ(host.SurfaceWindow().picture(), nullptr);
-  EXPECT_EQ(host.fields[2], "25");
-  EXPECT_EQ(host.fields[0], "0");
-  EXPECT_EQ(host.fields[4], "1");
-  EXPECT_EQ(st.centerf, 0);
-  EXPECT_EQ(host.doEventsCalls, 1);
-}
 
 }  // namespace
 }  // namespace tavrel

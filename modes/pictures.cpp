@@ -1,0 +1,91 @@
+#include "modes/pictures.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <system_error>
+
+#include "canvas/image_io.h"
+
+namespace tavrel {
+
+namespace {
+
+// Local time as 20261123-101502.
+std::string timestamp() {
+  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  std::tm local{};
+  localtime_r(&now, &local);
+  char buf[32];
+  std::strftime(buf, sizeof buf, "%Y%m%d-%H%M%S", &local);
+  return buf;
+}
+
+bool hasPicture(const AppState& st) {
+  return st.picture1Recipe.width > 0;  // a generation has left one
+}
+
+}  // namespace
+
+std::optional<std::filesystem::path> writeNewFile(const std::filesystem::path& folder,
+                                                  const std::string& stem,
+                                                  const std::string& extension,
+                                                  std::span<const std::uint8_t> bytes) {
+  std::error_code ec;
+  std::filesystem::create_directories(folder, ec);
+  for (int n = 1; n < 10000; ++n) {
+    const std::string name = stem + (n > 1 ? "-" + std::to_string(n) : "") + "." + extension;
+    const std::filesystem::path path = folder / name;
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (fd < 0 && errno == EEXIST) continue;
+    if (fd < 0) return std::nullopt;
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+      const ssize_t w = ::write(fd, bytes.data() + done, bytes.size() - done);
+      if (w < 0 && errno == EINTR) continue;
+      if (w <= 0) break;
+      done += static_cast<std::size_t>(w);
+    }
+    const bool ok = ::close(fd) == 0 && done == bytes.size();
+    if (ok) return path;
+    std::filesystem::remove(path, ec);
+    return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+void saveShapeClick(RunHost& host, AppState& st) {
+  if (!hasPicture(st)) return;
+  const Picture shape = host.SurfacePicture1().Image();
+  const int zoom = std::clamp(static_cast<int>(st.savezoom), 1, 16);
+  const Bytes png =
+      encodePng(zoomed(*shape, zoom), {{std::string(kRecipeKeyword), recipeToText(st.picture1Recipe)}});
+  const std::string folder = host.picturesFolder();
+  const std::string kind = st.picture1Recipe.generator == Generator::pattern ? "pattern" : "shape";
+  const auto written = folder.empty()
+                           ? std::nullopt
+                           : writeNewFile(std::filesystem::path(folder) / "Tavrel",
+                                          kind + "-" + timestamp(), "png", png);
+  if (!written) {
+    host.showNote("The picture could not be saved in " + folder + "/Tavrel");
+    return;
+  }
+  host.showNote("Saved to " + written->string());
+}
+
+void printPatternClick(RunHost& host, AppState& st) {
+  if (!hasPicture(st)) return;
+  host.printPicture(*host.SurfacePicture1().Image(),
+                    st.picture1Recipe.generator == Generator::pattern);
+}
+
+void editColorsClick(RunHost& host, AppState& st) {
+  if (auto edited = host.editColours(st.userColors)) st.userColors = *edited;
+}
+
+void impcolorClick(RunHost&, AppState&) {}
+
+}  // namespace tavrel

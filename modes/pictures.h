@@ -1,0 +1,31 @@
+// Keeping a picture: saved as a PNG that can make it again, printed, and the
+// colours of user colour mode edited or imported.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "modes/run_host.h"
+#include "state/app_state.h"
+
+namespace tavrel {
+
+// "Save shape" and the key S: the picture of Picture1, enlarged savezoom
+// times, into a new file of the Pictures folder's "Tavrel" folder.
+void saveShapeClick(RunHost& host, AppState& st);
+// "Print pattern" and the key P: a tile repeated over the page, a shape centred.
+void printPatternClick(RunHost& host, AppState& st);
+// "Edit colors" and "Import color scale": the user palette.
+void editColorsClick(RunHost& host, AppState& st);
+void impcolorClick(RunHost& host, AppState& st);
+
+// Writes `bytes` to `folder`/`stem`.`extension`, or to `stem`-2, -3 ... when
+// that is taken: never over a file. Gives the path written, or nothing.
+std::optional<std::filesystem::path> writeNewFile(const std::filesystem::path& folder,
+                                                  const std::string& stem,
+                                                  const std::string& extension,
+                                                  std::span<const std::uint8_t> bytes);
+
+}  // namespace tavrel

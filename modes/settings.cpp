@@ -1,0 +1,186 @@
+#include "modes/settings.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <system_error>
+
+#include "modes/menus.h"
+
+namespace tavrel {
+
+namespace {
+
+constexpr const char* kSection = "[tavrel]";
+
+// A text as the field takes it when typed: two characters at most, and the
+// field's own upper limit at the key release.
+std::string asTyped(std::string_view text, double limit) {
+  std::string t(text.substr(0, 2));
+  try {
+    if (Val(t) > limit) t = LTrim(Str(limit));
+  } catch (const RuntimeError&) {
+    t = LTrim(Str(limit));
+  }
+  return t;
+}
+
+std::string_view trimmed(std::string_view s) {
+  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
+  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.remove_suffix(1);
+  return s;
+}
+
+const char* colourName(double tcolor) {
+  if (tcolor == kBasicColours) return "basic";
+  if (tcolor == kUserColours) return "user";
+  return "true";
+}
+
+}  // namespace
+
+Settings parseSettings(std::string_view ini) {
+  std::map<std::string, std::string, std::less<>> values;
+  while (!ini.empty()) {
+    const auto nl = ini.find('\n');
+    const std::string_view line = trimmed(ini.substr(0, nl));
+    ini = nl == std::string_view::npos ? std::string_view{} : ini.substr(nl + 1);
+    const auto eq = line.find('=');
+    if (line.empty() || line[0] == '#' || line[0] == ';' || eq == std::string_view::npos) continue;
+    values[std::string(trimmed(line.substr(0, eq)))] = std::string(trimmed(line.substr(eq + 1)));
+  }
+  auto value = [&](std::string_view key) -> const std::string* {
+    auto it = values.find(key);
+    return it == values.end() ? nullptr : &it->second;
+  };
+
+  Settings s;
+  if (auto v = value("detail")) s.detail = asTyped(*v, 25);
+  if (auto v = value("seconds")) s.seconds = asTyped(*v, 50);
+  if (auto v = value("style"); v && (*v == "fancy" || *v == "regular")) s.fancy = *v == "fancy";
+  if (auto v = value("speed"); v && (*v == "fast" || *v == "slow")) s.slow = *v == "slow";
+  if (auto v = value("colors")) {
+    if (*v == "true") s.tcolor = kTrueColours;
+    if (*v == "basic") s.tcolor = kBasicColours;
+    if (*v == "user") s.tcolor = kUserColours;
+  }
+  if (auto v = value("pattern")) {
+    if (*v == "single") s.pattern = PatternMode::single;
+    if (*v == "part") s.pattern = PatternMode::part;
+    if (*v == "repeat") s.pattern = PatternMode::repeat;
+  }
+  if (auto v = value("palette")) paletteFromText(*v, s.palette);
+  if (auto v = value("zoom")) {
+    try {
+      const double z = Val(*v);
+      if (z >= 1) s.zoom = static_cast<int>(std::min<double>(z, kMaxSaveZoom));
+    } catch (const RuntimeError&) {
+      s.zoom = kMaxSaveZoom;  // a number too large to read
+    }
+  }
+  return s;
+}
+
+std::string formatSettings(const Settings& s) {
+  std::ostringstream out;
+  out << kSection << "\n"
+      << "detail=" << s.detail << "\n"
+      << "seconds=" << s.seconds << "\n"
+      << "style=" << (s.fancy ? "fancy" : "regular") << "\n"
+      << "speed=" << (s.slow ? "slow" : "fast") << "\n"
+      << "colors=" << colourName(s.tcolor) << "\n"
+      << "pattern="
+      << (s.pattern == PatternMode::repeat ? "repeat"
+          : s.pattern == PatternMode::part ? "part"
+                                           : "single")
+      << "\n"
+      << "palette=" << paletteToText(s.palette) << "\n"
+      << "zoom=" << s.zoom << "\n";
+  return out.str();
+}
+
+std::filesystem::path settingsPath() {
+  std::filesystem::path base;
+  if (const char* xdg = std::getenv("XDG_CONFIG_HOME"); xdg && *xdg == '/') {
+    base = xdg;
+  } else if (const char* home = std::getenv("HOME"); home && *home) {
+    base = std::filesystem::path(home) / ".config";
+  } else {
+    return {};
+  }
+  return base / "tavrel" / "tavrel.ini";
+}
+
+Settings currentSettings(RunHost& host, const AppState& st) {
+  Settings s;
+  s.detail = host.text(Field::Text3);
+  s.seconds = host.text(Field::Text5);
+  s.fancy = host.option2Value();
+  s.slow = host.isChecked(Menu::tslow);
+  s.tcolor = host.isChecked(Menu::bcolorm) ? kBasicColours
+             : host.isChecked(Menu::uedit) ? kUserColours
+                                           : kTrueColours;
+  s.pattern = host.isChecked(Menu::cpattern) ? PatternMode::repeat
+              : host.isChecked(Menu::cpp9)   ? PatternMode::part
+                                             : PatternMode::single;
+  s.palette = st.userColors;
+  s.zoom = static_cast<int>(st.savezoom);
+  return s;
+}
+
+void applySettings(RunHost& host, AppState& st, const Settings& s) {
+  host.setText(Field::Text3, s.detail);
+  host.setText(Field::Text5, s.seconds);
+  host.selectOption2(s.fancy);
+  optionClick(st, s.fancy);
+  if (s.slow) {
+    tslowClick(host, st);
+  } else {
+    tfastClick(host, st);
+  }
+  if (s.tcolor == kBasicColours) {
+    bcolormClick(host, st);
+  } else if (s.tcolor == kUserColours) {
+    ueditClick(host, st);
+  } else {
+    tcolormClick(host, st);
+  }
+  // Through "Create single shape" first, whose guard every other mode passes.
+  csingleClick(host, st);
+  if (s.pattern == PatternMode::part) cpp9Click(host, st);
+  if (s.pattern == PatternMode::repeat) cpatternClick(host, st);
+  st.userColors = s.palette;
+  st.savezoom = s.zoom;
+}
+
+void saveSettingsClick(RunHost& host, AppState& st) {
+  const std::filesystem::path path = settingsPath();
+  std::error_code ec;
+  if (!path.empty()) std::filesystem::create_directories(path.parent_path(), ec);
+  const std::filesystem::path temporary = path.string() + ".new";
+  bool ok = !path.empty() && !ec;
+  if (ok) {
+    std::ofstream out(temporary, std::ios::trunc);
+    out << formatSettings(currentSettings(host, st));
+    out.close();
+    ok = static_cast<bool>(out);
+  }
+  if (ok) std::filesystem::rename(temporary, path, ec);
+  if (!ok || ec) {
+    std::filesystem::remove(temporary, ec);
+    host.showMessage("The settings could not be saved to " + path.string() + ".");
+    return;
+  }
+  host.showNote("Settings saved to " + path.string());
+}
+
+void restoredClick(RunHost& host, AppState& st) {
+  applySettings(host, st, Settings{});
+  std::error_code ec;
+  const std::filesystem::path path = settingsPath();
+  if (!path.empty()) std::filesystem::remove(path, ec);
+  host.showNote("Default settings restored");
+}
+
+}  // namespace tavrel

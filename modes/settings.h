@@ -1,0 +1,49 @@
+// The settings a user can keep: one small INI file, written only when the
+// user saves the settings, read at start when it exists.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "modes/run_host.h"
+#include "state/app_state.h"
+
+namespace tavrel {
+
+enum class PatternMode { single, part, repeat };
+
+struct Settings {
+  std::string detail = "16";   // the text of Text3
+  std::string seconds = "10";  // the text of Text5
+  bool fancy = true;
+  bool slow = false;
+  double tcolor = kTrueColours;
+  PatternMode pattern = PatternMode::single;
+  UserPalette palette = basicPalette();
+  int zoom = 4;  // how many times larger a saved picture is
+
+  bool operator==(const Settings&) const = default;
+};
+
+inline constexpr int kMaxSaveZoom = 16;
+
+// Reads what it can: each value as its field or menu would take it (texts
+// clamped as typed), anything unreadable left at its design value.
+Settings parseSettings(std::string_view ini);
+std::string formatSettings(const Settings& s);
+
+// $XDG_CONFIG_HOME/tavrel/tavrel.ini, or ~/.config/tavrel/tavrel.ini; empty
+// when neither folder is known.
+std::filesystem::path settingsPath();
+
+// What the window shows now, and the settings put in place through the
+// handlers, as if the user had chosen them.
+Settings currentSettings(RunHost& host, const AppState& st);
+void applySettings(RunHost& host, AppState& st, const Settings& s);
+
+// The menu entries "Save settings" and "Restore default settings".
+void saveSettingsClick(RunHost& host, AppState& st);
+void restoredClick(RunHost& host, AppState& st);
+
+}  // namespace tavrel

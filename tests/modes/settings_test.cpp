@@ -1,0 +1,111 @@
+// The settings file: what it keeps, how a hand-edited one is read, and the
+// two menu entries that write and remove it.
+#include "modes/settings.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "modes/program.h"
+#include "tests/modes/fake_run_host.h"
+
+namespace tavrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
+  Settings s;
+  s.detail = "7";
+  s.seconds = "3";
+  s.fancy = false;
+  s.slow = true;
+  s.tcolor = kUserColours;
+  s.pattern = PatternMode::repeat;
+  s.palette[3] = 0x123456;
+  s.zoom = 9;
+  EXPECT_EQ(parseSettings(formatSettings(s)), s);
+  EXPECT_EQ(parseSettings(""), Settings{});
+  EXPECT_EQ(parseSettings("\x01\xff garbage\n=\n[x]\nzoom\n"), Settings{});
+
+  const Settings edited = parseSettings(
+      "# by hand\n  detail = 999\nseconds=0\nstyle=weird\nspeed=slow\ncolors=basic\n"
+      "pattern=part\npalette=#ff0000, nonsense ,#00ff00\nzoom=1000\n");
+  EXPECT_EQ(edited.detail, "25");  // two characters typed, then the field's limit
+  EXPECT_EQ(edited.seconds, "0");  // the lower limit comes with the next generation
+  EXPECT_TRUE(edited.fancy);
+  EXPECT_TRUE(edited.slow);
+  EXPECT_EQ(edited.tcolor, kBasicColours);
+  EXPECT_EQ(edited.pattern, PatternMode::part);
+  EXPECT_EQ(edited.palette[1], 0x0000FF);
+  EXPECT_EQ(edited.palette[2], basicPalette()[2]);
+  EXPECT_EQ(edited.palette[3], 0x00FF00);
+  EXPECT_EQ(edited.zoom, kMaxSaveZoom);
+  EXPECT_EQ(parseSettings("zoom=-3").zoom, 4);
+  EXPECT_EQ(parseSettings("zoom=1e999").zoom, kMaxSaveZoom);
+  EXPECT_EQ(parseSettings("seconds=1e999").seconds, "1e");
+}
+
+class SettingsEntries : public testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / ("tavrel-settings-" + std::to_string(::getpid()));
+    fs::remove_all(dir_);
+    ::setenv("XDG_CONFIG_HOME", dir_.c_str(), 1);
+  }
+  void TearDown() override {
+    ::unsetenv("XDG_CONFIG_HOME");
+    fs::remove_all(dir_);
+  }
+  fs::path dir_;
+};
+
+TEST_F(SettingsEntries, SavedSettingsComeBackAtStartAndRestoreRemovesThem) {
+  EXPECT_EQ(settingsPath(), dir_ / "tavrel" / "tavrel.ini");
+  {
+    FakeRunHost host(640, 480);
+    Program program(host);
+    program.loadSettings();  // no file: the design values stand
+    EXPECT_EQ(currentSettings(host, program.st), Settings{});
+    host.setText(Field::Text3, "5");
+    program.menuClick(Menu::tslow);
+    program.menuClick(Menu::uedit);
+    program.menuClick(Menu::cpattern);
+    program.st.userColors[4] = 0xABCDEF;
+    program.menuClick(Menu::fghfghg);
+    EXPECT_TRUE(fs::exists(settingsPath()));
+    EXPECT_TRUE(host.messages.empty());
+  }
+  FakeRunHost host(640, 480);
+  Program program(host);
+  program.loadSettings();
+  EXPECT_EQ(host.text(Field::Text3), "5");
+  EXPECT_TRUE(host.checked[Menu::tslow]);
+  EXPECT_FALSE(host.checked[Menu::tfast]);
+  EXPECT_EQ(program.st.nwait4, 1);
+  EXPECT_EQ(program.st.tcolor, kUserColours);
+  EXPECT_EQ(program.st.tilerepeat, 1);
+  EXPECT_EQ(program.st.ggmbj, 1);
+  EXPECT_EQ(program.st.userColors[4], 0xABCDEF);
+
+  program.menuClick(Menu::restored);
+  EXPECT_FALSE(fs::exists(settingsPath()));
+  EXPECT_EQ(currentSettings(host, program.st), Settings{});
+  EXPECT_EQ(program.st.tcolor, kTrueColours);
+  EXPECT_EQ(program.st.mpattern, 0);
+  EXPECT_EQ(program.st.nwait4, 0);
+}
+
+TEST_F(SettingsEntries, AFolderThatCantBeWrittenGivesAMessage) {
+  fs::create_directories(dir_);
+  std::ofstream(dir_ / "tavrel") << "a file where the folder should be";
+  FakeRunHost host(640, 480);
+  Program program(host);
+  program.menuClick(Menu::fghfghg);
+  EXPECT_EQ(host.messages.size(), 1u);
+}
+
+}  // namespace
+}  // namespace tavrel

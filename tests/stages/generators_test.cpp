@@ -1,0 +1,198 @@
+// What both generators share, run over both: the set-up's clamps, symmetric
+// filled and framed pictures in every colour mode, determinism, the recipe
+// that makes a picture again, the screen-saver's cover, the fixed box, and
+// an end to every input.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "pattern/makeshape2.h"
+#include "shape/makeshape.h"
+#include "stages/stages.h"
+#include "tests/symmetry.h"
+
+namespace tavrel {
+namespace {
+
+using GeneratorFn = GenerationStats (*)(GeneratorHost&, AppState&);
+
+struct Generation {
+  HeadlessHost host;
+  AppState st;
+  GenerationStats stats;
+  Generation(GeneratorFn generate, int w, int h, std::uint32_t seed, double tcolor = kTrueColours,
+      const char* sides = "4", double ssmode = 0)
+      : host(w, h) {
+    st.rnd.Randomize(seed);
+    st.tcolor = tcolor;
+    st.ssmode = ssmode;
+    host.fields[3] = sides;
+    stats = generate(host, st);
+  }
+  Picture picture() { return host.SurfacePicture1().Image(); }
+};
+
+// The square is Picture1's pixels 1 to 99 each way, its centre at (50, 50):
+// outlines mirror exactly, colours too except where a region stayed white.
+int asymmetry(const ImageData& p, bool diagonal) {
+  return testing_support::mirrorMismatches(
+      1, 1, 99, 99, diagonal, [&](int x, int y) { return p.at(x, y); },
+      [](Colour a, Colour b) {
+        return (a == OutlineColor) == (b == OutlineColor) && (a == b || a == kWhite || b == kWhite);
+      });
+}
+
+class Generators : public testing::TestWithParam<GeneratorFn> {};
+
+TEST_P(Generators, SetUpClampsAndWritesBackTheFields) {
+  struct Case {
+    const char* text3;
+    const char* shown;
+    double detailfz;
+  } cases[] = {{"25", "25", 0}, {"1", "1", 12},     {"16", "16", 5},
+               {"24", "24", 1}, {"2.5", "2.5", 11}, {"30", "25", 0}, {"abc", "1", 12}};
+  for (const Case& c : cases) {
+    HeadlessHost host(300, 240);
+    host.fields[2] = c.text3;
+    AppState st;
+    GetParam()(host, st);
+    EXPECT_EQ(host.fields[2], c.shown) << c.text3;
+    EXPECT_EQ(st.detailfz, c.detailfz) << c.text3;
+  }
+  HeadlessHost host(300, 240);
+  host.fields[0] = "-3";
+  host.fields[1] = "7";
+  host.fields[4] = "abc";
+  AppState st;
+  st.centerf = 1;
+  GetParam()(host, st);
+  EXPECT_EQ(host.fields[0], "0");
+  EXPECT_EQ(host.fields[1], "100");
+  EXPECT_EQ(host.fields[4], "1");
+  EXPECT_EQ(host.doEventsCalls, 1);
+  host.fields[0] = "99";
+  host.fields[4] = "99";
+  host.option2 = false;
+  GetParam()(host, st);
+  EXPECT_EQ(host.fields[0], "20");
+  EXPECT_EQ(host.fields[4], "50");
+  EXPECT_EQ(st.complexy, 1);
+  EXPECT_EQ(st.centerf, 0);
+  EXPECT_EQ(st.swidth, 100);
+  EXPECT_EQ(st.circle2, 1);
+  for (int i : {0, 7, 15}) EXPECT_EQ(st.usedcolors[i], 1);
+}
+
+TEST_P(Generators, PicturesAreSymmetricFilledAndFramed) {
+  for (double tcolor : {kTrueColours, kBasicColours})
+    for (const char* sides : {"4", "8"})
+      for (std::uint32_t seed = 1; seed <= 5; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed << " sides " << sides);
+        Generation r(GetParam(), 401, 301, seed, tcolor, sides);
+        const Picture p = r.picture();
+        EXPECT_EQ(asymmetry(*p, true), 0);
+        ASSERT_EQ(p->width, 102);
+        ASSERT_EQ(p->height, 102);
+        // The square with a one-pixel margin in the box's black.
+        for (int i = 0; i < 102; ++i)
+          for (auto [x, y] : {std::pair{i, 0}, {i, 101}, {0, i}, {101, i}})
+            ASSERT_EQ(p->at(x, y), 0);
+        // Outside the outline all is the boundary colour, to the box's edge.
+        const Surface& win = r.host.SurfaceWindow();
+        EXPECT_EQ(win.pixel(3, 3), OutlineColor);
+        EXPECT_EQ(win.pixel(400, 300), OutlineColor);
+        if (tcolor == kBasicColours) {
+          std::set<Colour> basic{0, OutlineColor, kWhite};
+          for (int n = 1; n <= 14; ++n)
+            if (n != 7) basic.insert(QBColor(n));
+          for (Colour c : p->pixels) ASSERT_TRUE(basic.count(c)) << c;
+        }
+      }
+}
+
+TEST_P(Generators, RecipesMakeEveryPictureOfAHistoryAgain) {
+  // A history: colour modes, screen-saver mode and styles change between
+  // generations, and each generation goes on from the state the last left.
+  HeadlessHost host(640, 480);
+  AppState st;
+  st.rnd.Randomize(2024);
+  st.userColors[2] = 0xFFFFFF;  // even white and the boundary colour are allowed
+  st.userColors[4] = OutlineColor;
+  st.userColors[9] = st.userColors[10];
+  const double modes[] = {kTrueColours, kBasicColours, kUserColours, kTrueColours};
+  for (int i = 0; i < 4; ++i) {
+    st.tcolor = modes[i];
+    st.ssmode = i % 2;
+    host.option2 = i != 2;
+    GetParam()(host, st);
+    const Picture made = host.SurfacePicture1().Image();
+    const Recipe recipe = st.picture1Recipe;
+    ASSERT_EQ(recipeFromText(recipeToText(recipe)), recipe);
+    HeadlessHost again(10, 10);
+    AppState fresh;
+    stages::startFrom(recipe, again, fresh);
+    GetParam()(again, fresh);
+    EXPECT_EQ(*again.SurfacePicture1().Image(), *made) << "generation " << i;
+  }
+}
+
+TEST_P(Generators, UserColoursPaintTheRegionsBasicColoursPaint) {
+  for (std::uint32_t seed = 1; seed <= 4; ++seed) {
+    Generation basic(GetParam(), 400, 300, seed, kBasicColours);
+    HeadlessHost host(400, 300);
+    AppState st;
+    st.rnd.Randomize(seed);
+    st.tcolor = kUserColours;
+    for (int n = 1; n <= 15; ++n) st.userColors[n] = n % 3 == 0 ? kWhite : 0x010203 * n;
+    GetParam()(host, st);
+    const Picture b = basic.picture(), u = host.SurfacePicture1().Image();
+    for (std::size_t i = 0; i < b->pixels.size(); ++i) {
+      Colour want = b->pixels[i];
+      for (int n = 1; n <= 14; ++n)
+        if (n != 7 && want == QBColor(n)) {
+          want = st.userColors[n];
+          break;
+        }
+      ASSERT_EQ(u->pixels[i], want) << "seed " << seed << " pixel " << i;
+    }
+  }
+}
+
+TEST_P(Generators, DeterministicAndCoveredInScreenSaverMode) {
+  Generation a(GetParam(), 640, 480, 77), b(GetParam(), 640, 480, 77);
+  Generation cover(GetParam(), 640, 480, 77, kTrueColours, "4", 1);
+  EXPECT_EQ(*a.picture(), *b.picture());
+  EXPECT_EQ(*a.host.SurfaceWindow().Image(), *b.host.SurfaceWindow().Image());
+  EXPECT_EQ(*cover.picture(), *a.picture());
+  const Surface& win = cover.host.SurfaceWindow();
+  for (int y = 0; y < 480; ++y)
+    for (int x = 0; x < 640; ++x) ASSERT_EQ(win.pixel(x, y), OutlineColor);
+}
+
+TEST_P(Generators, BeyondTheFixedBoxNothingIsTouched) {
+  Generation r(GetParam(), 1100, 300, 3);
+  const Surface& win = r.host.SurfaceWindow();
+  for (int y = 0; y < 300; ++y) {
+    EXPECT_EQ(win.pixel(1000, y), OutlineColor);
+    for (int x = 1001; x < 1100; ++x) ASSERT_EQ(win.pixel(x, y), kWhite);
+  }
+}
+
+TEST_P(Generators, EveryInputEnds) {
+  // Side counts that fail most strokes or all of them, and a surface whose
+  // square lies wholly beyond the box, still give a picture.
+  for (const char* sides : {"0", "-4", "1e9"}) {
+    Generation r(GetParam(), 300, 240, 5, kBasicColours, sides);
+    EXPECT_EQ(r.picture()->width, 102) << sides;
+  }
+  Generation wide(GetParam(), 2600, 240, 5);
+  EXPECT_EQ(wide.picture()->width, 102);
+}
+
+INSTANTIATE_TEST_SUITE_P(Both, Generators, testing::Values(makeshape, makeshape2),
+                         [](const auto& info) {
+                           return std::string(info.param == makeshape ? "makeshape" : "makeshape2");
+                         });
+
+}  // namespace
+}  // namespace tavrel

@@ -1,0 +1,72 @@
+#include "window/colours_dialog.h"
+
+#include <QColorDialog>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QGridLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <array>
+
+namespace tavrel {
+
+namespace {
+
+QColor qcolour(Colour c) {
+  return QColor(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF);
+}
+
+Colour colour(const QColor& c) {
+  return static_cast<Colour>(c.red() | (c.green() << 8) | (c.blue() << 16));
+}
+
+void paintSwatch(QPushButton* b, Colour c) {
+  b->setStyleSheet(QString("background-color: %1; min-width: 3em; min-height: 2em;")
+                       .arg(qcolour(c).name()));
+}
+
+}  // namespace
+
+std::optional<UserPalette> editPalette(QWidget* parent, const UserPalette& current) {
+  UserPalette palette = current;
+  QDialog dialog(parent);
+  dialog.setWindowTitle("Edit colors");
+  auto* layout = new QVBoxLayout(&dialog);
+  layout->addWidget(new QLabel(
+      "In user colour mode each basic colour of a picture takes the colour of its swatch."));
+  auto* grid = new QGridLayout;
+  std::array<QPushButton*, 16> swatches{};
+  for (int n = 1; n <= 15; ++n) {
+    auto* b = new QPushButton(QString::number(n));
+    paintSwatch(b, palette[n]);
+    if (n == 7 || n == 15) {
+      // Grey and white are never a region's colour.
+      b->setEnabled(false);
+      b->setToolTip("Grey and white are never given to a region");
+    }
+    QObject::connect(b, &QPushButton::clicked, &dialog, [&, n, b] {
+      const QColor c = QColorDialog::getColor(qcolour(palette[n]), &dialog,
+                                              QString("Colour %1").arg(n));
+      if (!c.isValid()) return;
+      palette[n] = colour(c);
+      paintSwatch(b, palette[n]);
+    });
+    grid->addWidget(b, (n - 1) / 5, (n - 1) % 5);
+    swatches[n] = b;
+  }
+  layout->addLayout(grid);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel |
+                                       QDialogButtonBox::Reset);
+  QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+  QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+  QObject::connect(buttons->button(QDialogButtonBox::Reset), &QPushButton::clicked, &dialog, [&] {
+    palette = basicPalette();
+    for (int n = 1; n <= 15; ++n) paintSwatch(swatches[n], palette[n]);
+  });
+  layout->addWidget(buttons);
+  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  return palette;
+}
+
+}  // namespace tavrel

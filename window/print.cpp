@@ -1,0 +1,72 @@
+#include "window/print.h"
+
+#include <QComboBox>
+#include <QFormLayout>
+#include <QPainter>
+#include <QPrintDialog>
+#include <QPrinter>
+#include <cmath>
+
+namespace tavrel {
+
+namespace {
+
+QImage toQImage(const ImageData& p, int left, int top, int width, int height) {
+  QImage img(width, height, QImage::Format_RGB32);
+  for (int y = 0; y < height; ++y) {
+    auto* row = reinterpret_cast<QRgb*>(img.scanLine(y));
+    for (int x = 0; x < width; ++x) {
+      const Colour c = p.at(left + x, top + y);
+      row[x] = qRgb(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF);
+    }
+  }
+  return img;
+}
+
+}  // namespace
+
+void paintPage(QPrinter& printer, const ImageData& picture, bool repeatTile, double centimetres) {
+  if (picture.width < 5 || picture.height < 5) return;
+  // Whole dots per picture pixel: no pixel is drawn wider than its neighbour.
+  const double dotsPerPixel = centimetres / 2.54 * printer.resolution() / 100;
+  const int dots = std::max(1, static_cast<int>(std::lround(dotsPerPixel)));
+  const QRect area(QPoint(0, 0), printer.pageRect(QPrinter::DevicePixel).size().toSize());
+  QPainter painter(&printer);
+  painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
+  if (repeatTile) {
+    // Inside the black box frame: the tile from one frame line to the next.
+    const int period = picture.width - 4;
+    const QImage tile = toQImage(picture, 1, 1, period, period)
+                            .scaled(period * dots, period * dots, Qt::IgnoreAspectRatio,
+                                    Qt::FastTransformation);
+    for (int y = 0; y < area.height(); y += tile.height())
+      for (int x = 0; x < area.width(); x += tile.width()) painter.drawImage(QPoint(x, y), tile);
+  } else {
+    const QImage shape = toQImage(picture, 0, 0, picture.width, picture.height)
+                             .scaled(picture.width * dots, picture.height * dots,
+                                     Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    painter.drawImage(QPoint((area.width() - shape.width()) / 2,
+                             (area.height() - shape.height()) / 2),
+                      shape);
+  }
+}
+
+void printWithDialog(QWidget* parent, const ImageData& picture, bool repeatTile) {
+  QPrinter printer(QPrinter::HighResolution);
+  printer.setResolution(300);  // fine enough for crisp blocks, small enough for a PDF
+  QPrintDialog dialog(&printer, parent);
+  dialog.setWindowTitle(repeatTile ? "Print pattern" : "Print shape");
+  auto* options = new QWidget;
+  options->setWindowTitle("Picture");
+  auto* size = new QComboBox(options);
+  for (double cm : kPrintSizes)
+    size->addItem(QString("%1 cm").arg(cm, 0, 'g', 3), cm);
+  size->setCurrentIndex(1);
+  auto* layout = new QFormLayout(options);
+  layout->addRow(repeatTile ? "Size of one tile:" : "Size of the shape:", size);
+  dialog.setOptionTabs({options});
+  if (dialog.exec() != QDialog::Accepted) return;
+  paintPage(printer, picture, repeatTile, size->currentData().toDouble());
+}
+
+}  // namespace tavrel
