@@ -3,9 +3,8 @@
 
 set -euo pipefail
 
-# zlib only for a test's independent PNG reader; fonts for text in the
-# off-screen widget tests.
-PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev zlib1g-dev
+# libpng for picture files; fonts for text in the off-screen widget tests.
+PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core xvfb xauth xdotool imagemagick)
 
 # Root runs apt-get itself; anyone else goes through sudo.
