@@ -24,8 +24,8 @@
 #include "canvas/image_io.h"
 #include "cli/options.h"
 #include "pattern/makeshape2.h"
-#include "stages/host.h"
 #include "shape/makeshape.h"
+#include "stages/host.h"
 #include "state/app_state.h"
 
 namespace tavrel {
@@ -108,14 +108,26 @@ Check setSurface(Settings& s, std::string_view v) {
   return kOk;
 }
 
+// A field text whose number overflows stops a generation with a run-time
+// error; the window's two-character fields can never hold one, so here it is
+// bad input.
+Check fieldNumber(std::string_view v) {
+  try {
+    Val(v);
+  } catch (const RuntimeError&) {
+    return inQuotes(v) + " is a number too large to hold";
+  }
+  return kOk;
+}
+
 Check setDetail(Settings& s, std::string_view v) {
   s.detail = v;
-  return kOk;
+  return fieldNumber(v);
 }
 
 Check setSides(Settings& s, std::string_view v) {
   s.sides = v;
-  return kOk;
+  return fieldNumber(v);
 }
 
 Check setStyle(Settings& s, std::string_view v) {
@@ -224,13 +236,15 @@ void startupValues(AppState& st, GeneratorHost& host, const Settings& s) {
   firstValues(st, host.ScaleWidth(), host.ScaleHeight());
 }
 
-bool writePicture(const fs::path& png, const ImageData& img, const Settings& s) {
+// Gives the file that could not be written, if any.
+std::optional<fs::path> writePicture(const fs::path& png, const ImageData& img, const Settings& s) {
   const ImageData big = zoomed(img, s.zoom);
-  if (!writeFile(png, encodePng(big))) return false;
-  if (!s.bmp) return true;
+  if (!writeFile(png, encodePng(big))) return png;
+  if (!s.bmp) return std::nullopt;
   fs::path bmp = png;
   bmp.replace_extension(".bmp");
-  return writeFile(bmp, encodeBmp(big));
+  if (!writeFile(bmp, encodeBmp(big))) return bmp;
+  return std::nullopt;
 }
 
 int render(const Settings& s) {
@@ -258,13 +272,13 @@ int render(const Settings& s) {
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
 
     const fs::path picture = s.out / (stem + std::to_string(i) + ".png");
-    bool written = writePicture(picture, *host.SurfacePicture1().Image(), s);
-    if (written && s.window) {
+    auto failed = writePicture(picture, *host.SurfacePicture1().Image(), s);
+    if (!failed && s.window) {
       const fs::path window = s.out / (stem + std::to_string(i) + "-window.png");
-      written = writePicture(window, *host.SurfaceWindow().Image(), s);
+      failed = writePicture(window, *host.SurfaceWindow().Image(), s);
     }
-    if (!written) {
-      std::cerr << "tavrel-render: cannot write '" << picture.string() << "'\n";
+    if (failed) {
+      std::cerr << "tavrel-render: cannot write " << inQuotes(failed->string()) << "\n";
       return 1;
     }
     char ms[32];

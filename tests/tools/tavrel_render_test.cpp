@@ -112,6 +112,9 @@ TEST_F(RenderTest, BadInputIsOneLineExitTwoAndNoFile) {
       "--colors many",
       "--window=yes",
       "--window --zoom 16 --surface 2000x300",
+      "--detail 1e309",
+      "--sides -1e309",
+      "--sides " + std::string(400, '9'),
   };
   for (const std::string& args : bad) {
     const Outcome r = render(args + outArg);
@@ -127,6 +130,17 @@ TEST_F(RenderTest, BadInputIsOneLineExitTwoAndNoFile) {
   }
   EXPECT_TRUE(filesIn(dir).empty());
   EXPECT_EQ(filesIn(root_), (std::set<std::string>{"logs", "out", "plain-file"}));
+}
+
+TEST_F(RenderTest, AFailedWriteNamesItsFile) {
+  // A folder in the way of one file, the others free.
+  for (const std::string blocked : {"shape-5-1-window.png", "shape-5-1.bmp"}) {
+    fs::create_directories(root_ / (blocked + "-test") / blocked);
+    const fs::path dir = root_ / (blocked + "-test");
+    const Outcome r = render("--seed 5 --window --bmp --out '" + dir.string() + "'");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "tavrel-render: cannot write '" + (dir / blocked).string() + "'\n");
+  }
 }
 
 TEST_F(RenderTest, FileNamesLinesAndSizes) {
