@@ -36,6 +36,9 @@ struct Recipe {
   bool operator==(const Recipe&) const = default;
 };
 
+// The keyword of the PNG text chunk that carries the recipe of its picture.
+inline constexpr std::string_view kRecipeKeyword = "Tavrel recipe";
+
 // One "key=value" line per field; recipeFromText gives nothing for a text
 // that lacks a field or holds a value out of range.
 std::string recipeToText(const Recipe& r);
