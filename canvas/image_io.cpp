@@ -1,10 +1,12 @@
 #include "canvas/image_io.h"
 
+#include <png.h>
+
 #include <algorithm>
-#include <array>
-#include <cstdlib>
+#include <csetjmp>
+#include <cstring>
 #include <fstream>
-#include <limits>
+#include <new>
 #include <system_error>
 
 namespace tavrel {
@@ -28,195 +30,57 @@ Colour rgb(std::uint32_t r, std::uint32_t g, std::uint32_t b) {
   return static_cast<Colour>(r | (g << 8) | (b << 16));
 }
 
-void putBig32(Bytes& out, std::uint32_t v) {
-  for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(v >> shift));
-}
 void putLittle(Bytes& out, std::uint32_t v, int bytes) {
   for (int i = 0; i < bytes; ++i) out.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
 }
 
-std::uint32_t crc32(const std::uint8_t* data, std::size_t n) {
-  static const std::array<std::uint32_t, 256> table = [] {
-    std::array<std::uint32_t, 256> t{};
-    for (std::uint32_t i = 0; i < 256; ++i) {
-      std::uint32_t c = i;
-      for (int k = 0; k < 8; ++k) c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-      t[i] = c;
-    }
-    return t;
-  }();
-  std::uint32_t c = 0xFFFFFFFFu;
-  for (std::size_t i = 0; i < n; ++i) c = table[(c ^ data[i]) & 0xFF] ^ (c >> 8);
-  return c ^ 0xFFFFFFFFu;
+std::uint32_t little(std::span<const std::uint8_t> b, std::size_t at, int bytes) {
+  std::uint32_t v = 0;
+  for (int i = 0; i < bytes; ++i) v |= std::uint32_t{b[at + i]} << (8 * i);
+  return v;
 }
 
-std::uint32_t adler32(const Bytes& data) {
-  std::uint32_t a = 1, b = 0;
-  for (std::uint8_t byte : data) {
-    a = (a + byte) % 65521;
-    b = (b + a) % 65521;
-  }
-  return (b << 16) | a;
+// PNG through libpng. libpng reports an error by a longjmp back to the
+// setjmp of the function that drives it; those functions (writeRows,
+// readRows) own no object with a destructor, so a jump skips none. What
+// must outlive a jump belongs to their callers.
+
+// The largest side of a PNG we read: that of the largest picture the
+// renderer writes. libpng checks it before anything is allocated for pixels.
+constexpr png_uint_32 kMaxPngSide = 16384;
+
+[[noreturn]] void jumpBack(png_structp png, png_const_charp) {
+  png_longjmp(png, 1);
 }
+void ignoreWarning(png_structp, png_const_charp) {}
 
-// Deflate bits go out least significant first; Huffman codes most
-// significant first, hence the reversal.
-class BitWriter {
- public:
-  explicit BitWriter(Bytes& out) : out_(out) {}
+void appendToBytes(png_structp png, png_bytep data, std::size_t n) {
+  auto* out = static_cast<Bytes*>(png_get_io_ptr(png));
+  bool stored = true;
+  try {
+    out->insert(out->end(), data, data + n);
+  } catch (const std::bad_alloc&) {
+    stored = false;
+  }
+  if (!stored) png_error(png, "out of memory");
+}
+void flushNothing(png_structp) {}
 
-  void bits(std::uint32_t value, int count) {
-    acc_ |= value << filled_;
-    filled_ += count;
-    while (filled_ >= 8) {
-      out_.push_back(static_cast<std::uint8_t>(acc_));
-      acc_ >>= 8;
-      filled_ -= 8;
-    }
-  }
-  void code(std::uint32_t value, int length) {
-    std::uint32_t reversed = 0;
-    for (int i = 0; i < length; ++i) reversed |= ((value >> i) & 1) << (length - 1 - i);
-    bits(reversed, length);
-  }
-  void flush() {
-    if (filled_ > 0) out_.push_back(static_cast<std::uint8_t>(acc_));
-    acc_ = 0;
-    filled_ = 0;
-  }
-
- private:
-  Bytes& out_;
-  std::uint32_t acc_ = 0;
-  int filled_ = 0;
+struct PngWriter {
+  png_structp png =
+      png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, jumpBack, ignoreWarning);
+  png_infop info = png ? png_create_info_struct(png) : nullptr;
+  ~PngWriter() { png_destroy_write_struct(&png, &info); }
 };
 
-// The fixed Huffman code of deflate.
-void literalOrLength(BitWriter& w, int symbol) {
-  if (symbol < 144) {
-    w.code(0x30 + symbol, 8);
-  } else if (symbol < 256) {
-    w.code(0x190 + symbol - 144, 9);
-  } else if (symbol < 280) {
-    w.code(symbol - 256, 7);
-  } else {
-    w.code(0xC0 + symbol - 280, 8);
-  }
-}
-
-constexpr std::array<int, 29> kLengthBase = {3,  4,  5,  6,   7,   8,   9,   10,  11, 13,
-                                             15, 17, 19, 23,  27,  31,  35,  43,  51, 59,
-                                             67, 83, 99, 115, 131, 163, 195, 227, 258};
-constexpr std::array<int, 29> kLengthExtra = {0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2,
-                                              2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0};
-constexpr std::array<int, 30> kDistBase = {
-    1,   2,   3,   4,   5,   7,    9,    13,   17,   25,   33,   49,   65,    97,    129,
-    193, 257, 385, 513, 769, 1025, 1537, 2049, 3073, 4097, 6145, 8193, 12289, 16385, 24577};
-constexpr std::array<int, 30> kDistExtra = {0, 0, 0, 0, 1, 1, 2, 2,  3,  3,  4,  4,  5,  5,  6,
-                                            6, 7, 7, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13};
-
-void match(BitWriter& w, int length, int distance) {
-  int i = static_cast<int>(kLengthBase.size()) - 1;
-  while (kLengthBase[i] > length) --i;
-  literalOrLength(w, 257 + i);
-  w.bits(static_cast<std::uint32_t>(length - kLengthBase[i]), kLengthExtra[i]);
-  int d = static_cast<int>(kDistBase.size()) - 1;
-  while (kDistBase[d] > distance) --d;
-  w.code(static_cast<std::uint32_t>(d), 5);
-  w.bits(static_cast<std::uint32_t>(distance - kDistBase[d]), kDistExtra[d]);
-}
-
-// A zlib stream of one fixed-Huffman block with greedy LZ77 matching. Our
-// pictures are large areas of one colour, where this comes close to what a
-// full encoder achieves, and the output depends on the input alone.
-Bytes zlibCompress(const Bytes& data) {
-  constexpr int kWindow = 32768;
-  constexpr int kHashBits = 15;
-  constexpr int kMaxChain = 16;
-  constexpr int kMaxMatch = 258;
-
-  Bytes out = {0x78, 0x01};
-  BitWriter w(out);
-  w.bits(1, 1);  // final block
-  w.bits(1, 2);  // fixed Huffman codes
-
-  const std::size_t n = data.size();
-  std::vector<std::int64_t> head(std::size_t{1} << kHashBits, -1);
-  std::vector<std::int64_t> prev(kWindow, -1);
-  auto hashAt = [&](std::size_t i) {
-    const std::uint32_t key = (std::uint32_t{data[i]} << 16) | (std::uint32_t{data[i + 1]} << 8) |
-                              std::uint32_t{data[i + 2]};
-    return (key * 2654435761u) >> (32 - kHashBits);
-  };
-  auto insert = [&](std::size_t i) {
-    if (i + 3 > n) return;
-    const auto h = hashAt(i);
-    prev[i % kWindow] = head[h];
-    head[h] = static_cast<std::int64_t>(i);
-  };
-
-  std::size_t i = 0;
-  while (i < n) {
-    int bestLength = 0;
-    int bestDistance = 0;
-    if (i + 3 <= n) {
-      const int limit = static_cast<int>(std::min<std::size_t>(kMaxMatch, n - i));
-      std::int64_t candidate = head[hashAt(i)];
-      for (int chain = 0; chain < kMaxChain && candidate >= 0; ++chain) {
-        const auto distance = static_cast<std::int64_t>(i) - candidate;
-        if (distance > kWindow) break;
-        int length = 0;
-        while (length < limit && data[candidate + length] == data[i + length]) ++length;
-        if (length > bestLength) {
-          bestLength = length;
-          bestDistance = static_cast<int>(distance);
-          if (length == limit) break;
-        }
-        const std::int64_t next = prev[candidate % kWindow];
-        if (next >= candidate) break;  // the slot was reused by a newer position
-        candidate = next;
-      }
-    }
-    if (bestLength >= 3) {
-      match(w, bestLength, bestDistance);
-      for (int k = 0; k < bestLength; ++k) insert(i + k);
-      i += bestLength;
-    } else {
-      literalOrLength(w, data[i]);
-      insert(i);
-      ++i;
-    }
-  }
-  literalOrLength(w, 256);
-  w.flush();
-  putBig32(out, adler32(data));
-  return out;
-}
-
-void pngChunk(Bytes& out, const char* type, const Bytes& body) {
-  putBig32(out, static_cast<std::uint32_t>(body.size()));
-  const std::size_t start = out.size();
-  out.insert(out.end(), type, type + 4);
-  out.insert(out.end(), body.begin(), body.end());
-  putBig32(out, crc32(out.data() + start, out.size() - start));
-}
-
-int paethPredictor(int a, int b, int c) {
-  const int p = a + b - c;
-  const int pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
-  if (pa <= pb && pa <= pc) return a;
-  return pb <= pc ? b : c;
-}
-
-// Filtered scanlines: each row takes whichever filter leaves the smallest
-// sum of magnitudes, the usual rule of thumb.
-Bytes filteredRows(const ImageData& img) {
-  const std::size_t stride = static_cast<std::size_t>(img.width) * 3;
-  Bytes out;
-  out.reserve((stride + 1) * img.height);
-  std::vector<std::uint8_t> above(stride, 0), row(stride);
-  std::array<Bytes, 5> candidates;
-  for (auto& c : candidates) c.resize(stride);
+bool writeRows(png_structp png, png_infop info, const ImageData& img, png_textp texts,
+               int textCount, png_bytep row) {
+  if (setjmp(png_jmpbuf(png))) return false;
+  png_set_IHDR(png, info, static_cast<png_uint_32>(img.width), static_cast<png_uint_32>(img.height),
+               8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+               PNG_FILTER_TYPE_DEFAULT);
+  if (textCount > 0) png_set_text(png, info, texts, textCount);
+  png_write_info(png, info);
   for (int y = 0; y < img.height; ++y) {
     for (int x = 0; x < img.width; ++x) {
       const Colour c = img.at(x, y);
@@ -224,39 +88,53 @@ Bytes filteredRows(const ImageData& img) {
       row[3 * x + 1] = green(c);
       row[3 * x + 2] = blue(c);
     }
-    int bestFilter = 0;
-    long bestCost = std::numeric_limits<long>::max();
-    for (int f = 0; f < 5; ++f) {
-      long cost = 0;
-      for (std::size_t i = 0; i < stride; ++i) {
-        const int a = i >= 3 ? row[i - 3] : 0;
-        const int b = above[i];
-        const int c = i >= 3 ? above[i - 3] : 0;
-        int predicted = 0;
-        if (f == 1) predicted = a;
-        if (f == 2) predicted = b;
-        if (f == 3) predicted = (a + b) / 2;
-        if (f == 4) predicted = paethPredictor(a, b, c);
-        const auto v = static_cast<std::uint8_t>(row[i] - predicted);
-        candidates[f][i] = v;
-        cost += v < 128 ? v : 256 - v;
-      }
-      if (cost < bestCost) {
-        bestCost = cost;
-        bestFilter = f;
-      }
-    }
-    out.push_back(static_cast<std::uint8_t>(bestFilter));
-    out.insert(out.end(), candidates[bestFilter].begin(), candidates[bestFilter].end());
-    std::swap(above, row);
+    png_write_row(png, row);
   }
-  return out;
+  png_write_end(png, info);
+  return true;
 }
 
-std::uint32_t little(std::span<const std::uint8_t> b, std::size_t at, int bytes) {
-  std::uint32_t v = 0;
-  for (int i = 0; i < bytes; ++i) v |= std::uint32_t{b[at + i]} << (8 * i);
-  return v;
+struct MemorySource {
+  std::span<const std::uint8_t> bytes;
+  std::size_t at = 0;
+};
+
+void readFromMemory(png_structp png, png_bytep out, std::size_t n) {
+  auto* in = static_cast<MemorySource*>(png_get_io_ptr(png));
+  if (n > in->bytes.size() - in->at) png_error(png, "cut short");
+  std::memcpy(out, in->bytes.data() + in->at, n);
+  in->at += n;
+}
+
+struct PngReader {
+  png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, jumpBack, ignoreWarning);
+  png_infop info = png ? png_create_info_struct(png) : nullptr;
+  std::vector<png_byte> rgb;  // the rows as libpng gives them, 3 bytes a pixel
+  std::vector<png_bytep> rows;
+  ~PngReader() { png_destroy_read_struct(&png, &info, nullptr); }
+};
+
+// Any PNG becomes 8-bit RGB: palettes and grey expanded, 16 bits cut to 8,
+// alpha dropped, passes of an interlaced file merged.
+bool readRows(PngReader& r) {
+  if (setjmp(png_jmpbuf(r.png))) return false;
+  png_set_user_limits(r.png, kMaxPngSide, kMaxPngSide);
+  png_read_info(r.png, r.info);
+  png_set_expand(r.png);
+  png_set_strip_16(r.png);
+  png_set_strip_alpha(r.png);
+  png_set_gray_to_rgb(r.png);
+  png_set_interlace_handling(r.png);
+  png_read_update_info(r.png, r.info);
+  const std::size_t width = png_get_image_width(r.png, r.info);
+  const std::size_t height = png_get_image_height(r.png, r.info);
+  if (png_get_rowbytes(r.png, r.info) != width * 3) png_error(r.png, "not 8-bit RGB");
+  r.rgb.resize(width * 3 * height);
+  r.rows.resize(height);
+  for (std::size_t y = 0; y < height; ++y) r.rows[y] = r.rgb.data() + y * width * 3;
+  png_read_image(r.png, r.rows.data());
+  png_read_end(r.png, r.info);
+  return true;
 }
 
 }  // namespace
@@ -274,16 +152,69 @@ ImageData zoomed(const ImageData& img, int zoom) {
   return out;
 }
 
-Bytes encodePng(const ImageData& img) {
-  Bytes out = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-  Bytes header;
-  putBig32(header, static_cast<std::uint32_t>(img.width));
-  putBig32(header, static_cast<std::uint32_t>(img.height));
-  header.insert(header.end(), {8, 2, 0, 0, 0});  // 8 bits, RGB, deflate, no interlace
-  pngChunk(out, "IHDR", header);
-  pngChunk(out, "IDAT", zlibCompress(filteredRows(img)));
-  pngChunk(out, "IEND", {});
+Bytes encodePng(const ImageData& img, const PngTexts& texts) {
+  PngWriter w;
+  if (!w.info) return {};
+  std::vector<png_text> chunks(texts.size());
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    // libpng copies what it is given and changes none of it.
+    chunks[i].compression = PNG_ITXT_COMPRESSION_zTXt;
+    chunks[i].key = const_cast<char*>(texts[i].first.c_str());
+    chunks[i].text = const_cast<char*>(texts[i].second.c_str());
+    chunks[i].itxt_length = texts[i].second.size();
+  }
+  Bytes out;
+  png_set_write_fn(w.png, &out, appendToBytes, flushNothing);
+  std::vector<png_byte> row(static_cast<std::size_t>(std::max(img.width, 0)) * 3);
+  if (!writeRows(w.png, w.info, img, chunks.data(), static_cast<int>(chunks.size()), row.data()))
+    return {};
   return out;
+}
+
+const std::string* PngFile::text(std::string_view keyword) const {
+  for (const auto& [key, value] : texts)
+    if (key == keyword) return &value;
+  return nullptr;
+}
+
+std::optional<PngFile> decodePng(std::span<const std::uint8_t> file) {
+  try {
+    PngReader r;
+    if (!r.info) return std::nullopt;
+    MemorySource source{file};
+    png_set_read_fn(r.png, &source, readFromMemory);
+    if (!readRows(r)) return std::nullopt;
+    PngFile f;
+    f.image.width = static_cast<int>(png_get_image_width(r.png, r.info));
+    f.image.height = static_cast<int>(png_get_image_height(r.png, r.info));
+    f.image.pixels.resize(r.rgb.size() / 3);
+    for (std::size_t i = 0; i < f.image.pixels.size(); ++i)
+      f.image.pixels[i] = rgb(r.rgb[3 * i], r.rgb[3 * i + 1], r.rgb[3 * i + 2]);
+    png_textp texts = nullptr;
+    const int count = png_get_text(r.png, r.info, &texts, nullptr);
+    for (int i = 0; i < count; ++i) {
+      const png_text& t = texts[i];
+      const std::size_t length =
+          t.compression >= PNG_ITXT_COMPRESSION_NONE ? t.itxt_length : t.text_length;
+      f.texts.emplace_back(t.key, t.text ? std::string(t.text, length) : std::string());
+    }
+    return f;
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<PngFile> readPng(const std::filesystem::path& path) {
+  std::error_code ec;
+  const auto size = std::filesystem::file_size(path, ec);
+  constexpr std::uintmax_t kMaxFile = std::uintmax_t{kMaxPngSide} * kMaxPngSide * 4;
+  if (ec || size > kMaxFile) return std::nullopt;
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  Bytes bytes(static_cast<std::size_t>(size));
+  if (!in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size)))
+    return std::nullopt;
+  return decodePng(bytes);
 }
 
 Bytes encodeBmp(const ImageData& img) {

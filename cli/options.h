@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 namespace tavrel::cli {
 
@@ -45,10 +46,12 @@ std::optional<T> wholeNumber(std::string_view text) {
 // Options as `--name value` or `--name=value`; with `singleDash`, `-name`
 // too. Defaults go through the same parsers as given values, so the table
 // is the one place that knows them. Gives the settings, or the message for
-// the first bad argument.
+// the first bad argument. `seen`, when there is one, receives the name of
+// each option the arguments set, for options that exclude others.
 template <typename Settings>
 std::variant<Settings, std::string> parse(std::span<const Option<Settings>> table,
-                                          std::span<char* const> args, bool singleDash = false) {
+                                          std::span<char* const> args, bool singleDash = false,
+                                          std::vector<std::string_view>* seen = nullptr) {
   Settings s;
   for (const auto& o : table)
     if (!o.fallback.empty()) o.apply(s, o.fallback);
@@ -65,7 +68,8 @@ std::variant<Settings, std::string> parse(std::span<const Option<Settings>> tabl
       inlineValue = arg.substr(eq + 1);
       arg = arg.substr(0, eq);
     }
-    const auto o = std::find_if(table.begin(), table.end(), [&](const auto& e) { return e.name == arg; });
+    const auto o =
+        std::find_if(table.begin(), table.end(), [&](const auto& e) { return e.name == arg; });
     if (o == table.end()) return "unknown option " + inQuotes(given);
     std::string_view value;
     if (o->value.empty()) {
@@ -78,6 +82,7 @@ std::variant<Settings, std::string> parse(std::span<const Option<Settings>> tabl
       return std::string(arg) + " needs a value (" + std::string(o->value) + ")";
     }
     if (Check c = o->apply(s, value)) return std::string(arg) + ": " + *c;
+    if (seen) seen->push_back(o->name);
   }
   return s;
 }

@@ -3,10 +3,10 @@
 
 set -euo pipefail
 
-# The window's font (Liberation Sans, the metrics its controls were laid out
-# for); X test input for the desktop benchmark; Xvfb, xdotool and ImageMagick
-# for the end-to-end tests.
-PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev zlib1g-dev
+# libpng for picture files; the window's font (Liberation Sans, the metrics
+# its controls were laid out for); X test input for the desktop benchmark;
+# Xvfb, xdotool and ImageMagick for the end-to-end tests.
+PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core fonts-liberation2 libxtst-dev xvfb xauth xdotool imagemagick)
 
 # Root runs apt-get itself; anyone else goes through sudo.

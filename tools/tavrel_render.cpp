@@ -22,11 +22,14 @@
 #include <variant>
 
 #include "canvas/image_io.h"
+#include "canvas/palette.h"
 #include "cli/options.h"
 #include "pattern/makeshape2.h"
-#include "stages/host.h"
 #include "shape/makeshape.h"
+#include "stages/host.h"
+#include "stages/stages.h"
 #include "state/app_state.h"
+#include "state/recipe.h"
 
 namespace tavrel {
 namespace {
@@ -41,12 +44,13 @@ using GeneratorFn = GenerationStats (*)(GeneratorHost&, AppState&);
 
 struct GeneratorChoice {
   std::string_view name;
+  Generator id;
   GeneratorFn run;  // nullptr while the generator isn't built
 };
 
 constexpr GeneratorChoice kGenerators[] = {
-    {"shape", makeshape},
-    {"pattern", makeshape2},
+    {"shape", Generator::shape, makeshape},
+    {"pattern", Generator::pattern, makeshape2},
 };
 
 struct Settings {
@@ -57,8 +61,11 @@ struct Settings {
   std::string detail;
   std::string sides;
   bool fancy = true;
-  bool trueColours = true;
+  double tcolor = kTrueColours;
+  std::vector<Colour> palette;  // the colours of --palette, in file order
   bool screensaver = false;
+  std::optional<fs::path> from;  // a picture whose recipe is made again
+  Recipe recipe;                 // read from `from`
   fs::path out;
   bool window = false;
   bool bmp = false;
@@ -108,14 +115,26 @@ Check setSurface(Settings& s, std::string_view v) {
   return kOk;
 }
 
+// A field text whose number overflows stops a generation with a run-time
+// error; the window's two-character fields can never hold one, so here it is
+// bad input.
+Check fieldNumber(std::string_view v) {
+  try {
+    Val(v);
+  } catch (const RuntimeError&) {
+    return inQuotes(v) + " is a number too large to hold";
+  }
+  return kOk;
+}
+
 Check setDetail(Settings& s, std::string_view v) {
   s.detail = v;
-  return kOk;
+  return fieldNumber(v);
 }
 
 Check setSides(Settings& s, std::string_view v) {
   s.sides = v;
-  return kOk;
+  return fieldNumber(v);
 }
 
 Check setStyle(Settings& s, std::string_view v) {
@@ -126,9 +145,38 @@ Check setStyle(Settings& s, std::string_view v) {
 }
 
 Check setColors(Settings& s, std::string_view v) {
-  if (v != "true" && v != "basic")
-    return std::string("colors must be true or basic, not ") + inQuotes(v);
-  s.trueColours = v == "true";
+  if (v == "true") {
+    s.tcolor = kTrueColours;
+  } else if (v == "basic") {
+    s.tcolor = kBasicColours;
+  } else if (v == "user") {
+    s.tcolor = kUserColours;
+  } else {
+    return std::string("colors must be true, basic or user, not ") + inQuotes(v);
+  }
+  return kOk;
+}
+
+Check setPalette(Settings& s, std::string_view v) {
+  auto read = readGimpPalette(fs::path(v));
+  if (auto* message = std::get_if<std::string>(&read)) return *message;
+  s.palette = std::move(std::get<std::vector<Colour>>(read));
+  return kOk;
+}
+
+Check setFrom(Settings& s, std::string_view v) {
+  const fs::path file(v);
+  const auto png = readPng(file);
+  if (!png) return inQuotes(v) + " is not a PNG file that can be read";
+  const std::string* text = png->text(kRecipeKeyword);
+  if (!text) return inQuotes(v) + " holds no recipe";
+  const auto recipe = recipeFromText(*text);
+  const auto surfaceFits = [](int side) { return side >= kMinSide && side <= kMaxSide; };
+  if (!recipe || !surfaceFits(recipe->width) || !surfaceFits(recipe->height) ||
+      fieldNumber(recipe->text1) || fieldNumber(recipe->text3) || fieldNumber(recipe->text4))
+    return inQuotes(v) + " holds a broken recipe";
+  s.from = file;
+  s.recipe = *recipe;
   return kOk;
 }
 
@@ -173,30 +221,52 @@ constexpr Option kOptions[] = {
      setSurface},
     {"--detail", "TEXT", "16", "text of the detail field, clamped as the window does", setDetail},
     {"--style", "fancy|regular", "fancy", "shape style", setStyle},
-    {"--colors", "true|basic", "true", "true colours or the 16 basic ones", setColors},
+    {"--colors", "true|basic|user", "true", "true colours, 16 basic ones, or a user palette",
+     setColors},
+    {"--palette", "FILE.gpl", "", "the first 15 colours become user colours 1 to 15", setPalette},
     {"--sides", "TEXT", "4", "text of the sides field, clamped as the window does", setSides},
     {"--screensaver", "", "", "generate as in screen-saver mode", setScreensaver},
     {"--out", "DIR", ".", "folder that receives the files; it must exist", setOut},
     {"--window", "", "", "also write the whole surface as <name>-window.png", setWindow},
     {"--bmp", "", "", "also write every picture as a 24-bit BMP next to its PNG", setBmp},
     {"--zoom", "Z", "1", "enlarge the written pictures Z times (1 to 16)", setZoom},
+    {"--from", "FILE.png", "", "make the picture of FILE again from the recipe it carries",
+     setFrom},
     {"--help", "", "", "show this text and exit", setHelp},
 };
 
+// What a recipe holds; --from takes them all from its file.
+constexpr std::string_view kRecipeOptions[] = {"--generator",   "--seed",   "--count",  "--surface",
+                                               "--detail",      "--style",  "--colors", "--sides",
+                                               "--screensaver", "--palette"};
+
 void printHelp() {
   std::cout << "Usage: tavrel-render [OPTION]...\n"
+               "       tavrel-render --from FILE.png [--zoom Z] [--window] [--bmp] [--out DIR]\n"
                "Makes random mirror-symmetric pictures without a window. Picture i goes to\n"
                "DIR/<generator>-<seed>-<i>.png, the 102 x 102 box of the finished shape;\n"
-               "one line per picture on stdout: file, restarts=N, ms=M.\n\n"
+               "one line per picture on stdout: file, restarts=N, ms=M. Every PNG carries the\n"
+               "recipe of its picture in a text chunk '"
+            << kRecipeKeyword
+            << "'; --from makes that picture\n"
+               "again, pixel for pixel, as DIR/<name of FILE>-again.png.\n\n"
             << cli::optionsHelp<Settings>(kOptions)
             << "\nBad input gives a one-line message and exit status 2, and writes no file.\n";
 }
 
 // A combination check and a probe of the folder: all bad input is found
 // before the first file is written.
-std::optional<std::string> validate(const Settings& s) {
-  if (s.window && (static_cast<long long>(s.width) * s.zoom > kMaxSide ||
-                   static_cast<long long>(s.height) * s.zoom > kMaxSide)) {
+std::optional<std::string> validate(const Settings& s, const std::vector<std::string_view>& given) {
+  for (std::string_view name : given) {
+    if (s.from && std::find(std::begin(kRecipeOptions), std::end(kRecipeOptions), name) !=
+                      std::end(kRecipeOptions))
+      return std::string(name) + " can't go with --from: the picture's recipe holds it";
+  }
+  if (!s.palette.empty() && s.tcolor != kUserColours) return "--palette needs --colors user";
+  const int width = s.from ? s.recipe.width : s.width;
+  const int height = s.from ? s.recipe.height : s.height;
+  if (s.window && (static_cast<long long>(width) * s.zoom > kMaxSide ||
+                   static_cast<long long>(height) * s.zoom > kMaxSide)) {
     return std::string("--window with --zoom ") + std::to_string(s.zoom) +
            " would make a picture wider or taller than 16384 pixels";
   }
@@ -217,54 +287,79 @@ std::uint32_t seedFromClock() {
   return static_cast<std::uint32_t>(ticks ^ (ticks >> 32));
 }
 
-// The values that start-up gives AppState before its first generation.
-void startupValues(AppState& st, GeneratorHost& host, const Settings& s) {
-  st.tcolor = s.trueColours ? 1 : 0;
-  st.ssmode = s.screensaver ? 1 : 0;
-  firstValues(st, host.ScaleWidth(), host.ScaleHeight());
+// The recipe of the first generation: the options, the seed and what
+// start-up leaves in the state.
+Recipe firstRecipe(const Settings& s, std::uint32_t seed) {
+  Recipe r;
+  r.generator = s.generator->id;
+  r.width = s.width;
+  r.height = s.height;
+  r.text3 = s.detail;
+  r.text4 = s.sides;
+  r.fancy = s.fancy;
+  r.tcolor = s.tcolor;
+  r.ssmode = s.screensaver ? 1 : 0;
+  r.random = Random(seed).state();
+  for (std::size_t n = 1; n <= 15 && n <= s.palette.size(); ++n) r.palette[n] = s.palette[n - 1];
+  return r;
 }
 
-bool writePicture(const fs::path& png, const ImageData& img, const Settings& s) {
+const GeneratorChoice& choiceFor(Generator id) {
+  return *std::find_if(std::begin(kGenerators), std::end(kGenerators),
+                       [id](const GeneratorChoice& g) { return g.id == id; });
+}
+
+// Gives the file that could not be written, if any.
+std::optional<fs::path> writePicture(const fs::path& png, const ImageData& img, const Settings& s,
+                                     const PngTexts& texts) {
   const ImageData big = zoomed(img, s.zoom);
-  if (!writeFile(png, encodePng(big))) return false;
-  if (!s.bmp) return true;
+  if (!writeFile(png, encodePng(big, texts))) return png;
+  if (!s.bmp) return std::nullopt;
   fs::path bmp = png;
   bmp.replace_extension(".bmp");
-  return writeFile(bmp, encodeBmp(big));
+  if (!writeFile(bmp, encodeBmp(big))) return bmp;
+  return std::nullopt;
 }
 
 int render(const Settings& s) {
-  const std::uint32_t seed = s.seed.value_or(seedFromClock());
-  if (!s.seed) std::cout << "seed=" << seed << std::endl;
-
-  HeadlessHost host(s.width, s.height);
-  host.fields[static_cast<int>(Field::Text3)] = s.detail;
-  host.fields[static_cast<int>(Field::Text4)] = s.sides;
-  host.option2 = s.fancy;
+  std::uint32_t seed = 0;
+  if (!s.from) {
+    seed = s.seed.value_or(seedFromClock());
+    if (!s.seed) std::cout << "seed=" << seed << std::endl;
+  }
+  const Recipe start = s.from ? s.recipe : firstRecipe(s, seed);
+  HeadlessHost host(start.width, start.height);
   AppState st;
-  startupValues(st, host, s);
-  st.rnd.Randomize(seed);
+  stages::startFrom(start, host, st);
+  const GeneratorChoice& generator = choiceFor(start.generator);
 
-  const std::string stem = std::string(s.generator->name) + "-" + std::to_string(seed) + "-";
-  for (long long i = 1; i <= s.count; ++i) {
+  const long long count = s.from ? 1 : s.count;
+  for (long long i = 1; i <= count; ++i) {
     const auto start = std::chrono::steady_clock::now();
     GenerationStats stats;
     try {
-      stats = s.generator->run(host, st);
+      stats = generator.run(host, st);
     } catch (const ProgramEnded&) {
       std::cerr << "tavrel-render: the generator ended the program (its capture failed)\n";
+      return 1;
+    } catch (const RuntimeError& e) {
+      std::cerr << "tavrel-render: the generator stopped with a run-time error: " << e.what()
+                << "\n";
       return 1;
     }
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
 
-    const fs::path picture = s.out / (stem + std::to_string(i) + ".png");
-    bool written = writePicture(picture, *host.SurfacePicture1().Image(), s);
-    if (written && s.window) {
-      const fs::path window = s.out / (stem + std::to_string(i) + "-window.png");
-      written = writePicture(window, *host.SurfaceWindow().Image(), s);
-    }
-    if (!written) {
-      std::cerr << "tavrel-render: cannot write '" << picture.string() << "'\n";
+    const std::string name =
+        s.from ? s.from->stem().string() + "-again"
+               : std::string(generator.name) + "-" + std::to_string(seed) + "-" + std::to_string(i);
+    const PngTexts texts = {{std::string(kRecipeKeyword), recipeToText(st.picture1Recipe)}};
+    const fs::path picture = s.out / (name + ".png");
+    auto failed = writePicture(picture, *host.SurfacePicture1().Image(), s, texts);
+    if (!failed && s.window)
+      failed =
+          writePicture(s.out / (name + "-window.png"), *host.SurfaceWindow().Image(), s, texts);
+    if (failed) {
+      std::cerr << "tavrel-render: cannot write " << inQuotes(failed->string()) << "\n";
       return 1;
     }
     char ms[32];
@@ -284,18 +379,21 @@ int fail(const std::string& message) {
 
 int main(int argc, char** argv) {
   using namespace tavrel;
+  std::vector<std::string_view> given;
   const auto parsed = cli::parse<Settings>(
-      kOptions, std::span<char* const>(argv + 1, static_cast<std::size_t>(argc - 1)));
+      kOptions, std::span<char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), false,
+      &given);
   if (const auto* message = std::get_if<std::string>(&parsed)) return fail(*message);
   const Settings& settings = std::get<Settings>(parsed);
   if (settings.help) {
     printHelp();
     return 0;
   }
-  if (auto problem = validate(settings)) return fail(*problem);
-  if (settings.generator->run == nullptr) {
-    return fail(std::string("the ") + std::string(settings.generator->name) +
-                " generator is not built yet");
+  if (auto problem = validate(settings, given)) return fail(*problem);
+  const GeneratorChoice& generator =
+      settings.from ? choiceFor(settings.recipe.generator) : *settings.generator;
+  if (generator.run == nullptr) {
+    return fail(std::string("the ") + std::string(generator.name) + " generator is not built yet");
   }
   return render(settings);
 }

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "modes/modes.h"
+#include "modes/program.h"
 #include "tests/modes/fake_run_host.h"
 
 namespace tavrel {
@@ -129,6 +130,39 @@ TEST(MainLoop, StepsAndBounces) {
   st.dbb = 0.005;
   mainLoopTurn(host, st);
   EXPECT_EQ(st.bwb, 0.01);
+}
+
+TEST(CreatePattern, ATileFillsTheWindowInRegularModeOnly) {
+  FakeRunHost host(700, 500);
+  Program program(host);
+  AppState& st = program.st;
+  st.rnd.Randomize(5);
+  st.tcolor = kTrueColours;
+  firstValues(st, 700, 500);
+  program.menuClick(Menu::cpattern);
+  program.click(Control::Command1);
+  const Surface& win = host.SurfaceWindow();
+  const Picture tile = host.SurfacePicture1().Image();
+  // Neighbouring tiles share their frame lines: the window repeats every 98 pixels.
+  for (int y = 0; y + 98 < 500; ++y)
+    for (int x = 0; x + 98 < 700; ++x) {
+      ASSERT_EQ(win.pixel(x, y), win.pixel(x + 98, y)) << x << "," << y;
+      ASSERT_EQ(win.pixel(x, y), win.pixel(x, y + 98)) << x << "," << y;
+    }
+  // The tile stands where it was drawn, framed.
+  for (int y = 1; y <= 98; ++y)
+    for (int x = 1; x <= 98; ++x) ASSERT_EQ(win.pixel(350 - 50 + x, 250 - 50 + y), tile->at(x, y));
+
+  // In screen-saver mode the tile bounces alone over the cover.
+  program.menuClick(Menu::ssaver);
+  program.timerTick(TimerId::Timer1);
+  EXPECT_EQ(win.pixel(5, 5), OutlineColor);
+  EXPECT_EQ(win.pixel(350, 250), OutlineColor);
+  // A single shape stands alone again.
+  program.menuClick(Menu::regmode);
+  program.menuClick(Menu::csingle);
+  program.click(Control::Command1);
+  EXPECT_EQ(win.pixel(5, 5), OutlineColor);
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 
 #include "canvas/convert.h"
 #include "canvas/image_io.h"
+#include "state/recipe.h"
 
 namespace tavrel {
 namespace {
@@ -75,6 +76,15 @@ class RenderTest : public ::testing::Test {
     return names;
   }
 
+  // A written PNG; an empty one if it can't be read.
+  static PngFile png(const fs::path& p) {
+    auto f = readPng(p);
+    EXPECT_TRUE(f) << p;
+    return f ? *f : PngFile{};
+  }
+
+  static std::string quoted(const fs::path& p) { return "'" + p.string() + "'"; }
+
   static std::pair<int, int> pngSize(const fs::path& p) {
     const std::string b = slurp(p);
     if (b.size() < 24 || b.compare(12, 4, "IHDR") != 0) return {0, 0};
@@ -90,9 +100,27 @@ class RenderTest : public ::testing::Test {
 };
 
 TEST_F(RenderTest, BadInputIsOneLineExitTwoAndNoFile) {
-  const fs::path dir = folder("out");
+  const fs::path dir = folder("out"), in = folder("in");
+  const std::string outArg = " --out " + quoted(dir);
   { std::ofstream(root_ / "plain-file") << "x"; }
-  const std::string outArg = " --out '" + dir.string() + "'";
+  { std::ofstream(in / "good.gpl") << "GIMP Palette\n1 2 3\n"; }
+  { std::ofstream(in / "bad.gpl") << "GIMP Palette\n1 2 300\n"; }
+  ASSERT_EQ(render("--seed 1 --surface 1100x300 --out " + quoted(in)).status, 0);
+  const fs::path made = in / "shape-1-1.png";
+  const std::string recipe = *png(made).text(kRecipeKeyword);
+  // PNGs whose recipe is missing, broken, or makes a bad surface or field.
+  const auto withRecipe = [&](const std::string& name, const std::string& from,
+                              const std::string& to) {
+    std::string text = recipe;
+    text.replace(text.find(from), from.size(), to);
+    const PngTexts texts = {{std::string(kRecipeKeyword), text}};
+    ASSERT_TRUE(writeFile(in / name, encodePng(png(made).image, texts)));
+  };
+  ASSERT_TRUE(writeFile(in / "plain.png", encodePng(png(made).image)));
+  withRecipe("cut.png", "random=", "random=1 2 3");
+  withRecipe("small.png", "surface=1100x300", "surface=100x100");
+  withRecipe("huge.png", "text3=16", "text3=1e309");
+  const std::string from = "--from " + quoted(made) + " ";
   const std::vector<std::string> bad = {
       "--bogus",
       "--seed 4294967296",
@@ -112,6 +140,29 @@ TEST_F(RenderTest, BadInputIsOneLineExitTwoAndNoFile) {
       "--colors many",
       "--window=yes",
       "--window --zoom 16 --surface 2000x300",
+      "--detail 1e309",
+      "--sides -1e309",
+      "--sides " + std::string(400, '9'),
+      "--colors user --palette " + quoted(in / "bad.gpl"),
+      "--colors user --palette " + quoted(in / "missing.gpl"),
+      "--palette " + quoted(in / "good.gpl"),
+      "--from " + quoted(in / "missing.png"),
+      "--from " + quoted(in / "good.gpl"),
+      "--from " + quoted(in / "plain.png"),
+      "--from " + quoted(in / "cut.png"),
+      "--from " + quoted(in / "small.png"),
+      "--from " + quoted(in / "huge.png"),
+      from + "--seed 1",
+      from + "--count 1",
+      from + "--generator shape",
+      from + "--colors true",
+      from + "--colors user --palette " + quoted(in / "good.gpl"),
+      from + "--style fancy",
+      from + "--detail 16",
+      from + "--sides 4",
+      from + "--surface 1024x768",
+      from + "--screensaver",
+      from + "--window --zoom 16",
   };
   for (const std::string& args : bad) {
     const Outcome r = render(args + outArg);
@@ -126,7 +177,103 @@ TEST_F(RenderTest, BadInputIsOneLineExitTwoAndNoFile) {
     EXPECT_EQ(linesOf(r.err).size(), 1u) << r.err;
   }
   EXPECT_TRUE(filesIn(dir).empty());
-  EXPECT_EQ(filesIn(root_), (std::set<std::string>{"logs", "out", "plain-file"}));
+  EXPECT_EQ(filesIn(root_), (std::set<std::string>{"in", "logs", "out", "plain-file"}));
+}
+
+TEST_F(RenderTest, AFailedWriteNamesItsFile) {
+  // A folder in the way of one file, the others free.
+  for (const std::string blocked : {"shape-5-1-window.png", "shape-5-1.bmp"}) {
+    const fs::path dir = folder(blocked + "-test");
+    fs::create_directory(dir / blocked);
+    const Outcome r = render("--seed 5 --window --bmp --out " + quoted(dir));
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "tavrel-render: cannot write " + quoted(dir / blocked) + "\n");
+  }
+}
+
+TEST_F(RenderTest, FromMakesEveryPictureAgainAtAnyZoom) {
+  const fs::path in = folder("in");
+  { std::ofstream(in / "p.gpl") << "GIMP Palette\n9 9 9\n255 255 255\n1 0 0\n0 0 128\n9 9 9\n"; }
+  // Both generators, all colour modes, both run modes; later pictures go on
+  // from the state the earlier ones left.
+  const std::vector<std::string> histories = {
+      "--seed 3 --count 3",
+      "--seed 4 --count 3 --colors basic --screensaver --style regular",
+      "--seed 5 --count 3 --generator pattern --sides 8",
+      "--seed 6 --count 3 --generator pattern --colors basic --screensaver",
+      "--seed 8 --count 3 --colors user --palette " + quoted(in / "p.gpl") +
+          " --sides 8 --detail 5",
+      "--seed 9 --count 2 --generator pattern --colors user --palette " + quoted(in / "p.gpl"),
+  };
+  for (std::size_t h = 0; h < histories.size(); ++h) {
+    const fs::path dir = folder("h" + std::to_string(h)),
+                   again = folder("again" + std::to_string(h));
+    const Outcome first = render(histories[h] + " --surface 400x300 --window --out " + quoted(dir));
+    ASSERT_EQ(first.status, 0) << histories[h] << ": " << first.err;
+    fs::path last;
+    for (const std::string& line : linesOf(first.out)) {
+      // "FILE restarts=N ms=M"
+      const std::string picture = line.substr(0, line.find(" restarts="));
+      const std::string restarts = line.substr(picture.size(), line.find(" ms=") - picture.size());
+      const std::string stem = fs::path(picture).stem().string();
+      const Outcome r = render("--from " + quoted(picture) + " --window --out " + quoted(again));
+      ASSERT_EQ(r.status, 0) << picture << ": " << r.err;
+      // The same strokes thrown away, the same pixels, the same recipe.
+      const fs::path made = again / (stem + "-again.png");
+      EXPECT_EQ(r.out.substr(0, r.out.find(" ms=")), made.string() + restarts);
+      const PngFile original = png(picture), remade = png(made);
+      EXPECT_EQ(remade.image, original.image) << picture;
+      EXPECT_EQ(remade.texts, original.texts) << picture;
+      const PngFile window = png(dir / (stem + "-window.png"));
+      EXPECT_EQ(window.texts, original.texts) << picture;
+      EXPECT_EQ(png(again / (stem + "-again-window.png")).image, window.image) << picture;
+      last = picture;
+    }
+    const Outcome big = render("--from " + quoted(last) + " --zoom 3 --out " + quoted(again));
+    ASSERT_EQ(big.status, 0) << big.err;
+    EXPECT_EQ(png(again / (last.stem().string() + "-again.png")).image, zoomed(png(last).image, 3));
+  }
+}
+
+TEST_F(RenderTest, UserColoursPaintTheRegionsOfBasicColours) {
+  const fs::path in = folder("in");
+  // Fewer than 15 colours; and more, with repeats, white, the outline's
+  // colour and basic colour 1 among them.
+  std::vector<Colour> many = {kWhite, OutlineColor, QBColor(1), 0x070707, 0x070707};
+  for (Colour n = 6; n <= 17; ++n) many.push_back(n * 0x0D0A03);
+  const std::vector<Colour> few = {0x1E140A, 0x3C3228};
+  for (const auto& colours : {few, many}) {
+    const fs::path palette = in / (std::to_string(colours.size()) + ".gpl");
+    UserPalette user = basicPalette();
+    {
+      std::ofstream file(palette);
+      file << "GIMP Palette\n";
+      for (std::size_t i = 0; i < colours.size(); ++i) {
+        const Colour c = colours[i];
+        file << (c & 0xFF) << " " << (c >> 8 & 0xFF) << " " << (c >> 16) << " name " << i << "\n";
+        if (i < 15) user[i + 1] = c;
+      }
+    }
+    for (const std::string generator : {"shape --count 2", "pattern"}) {
+      const fs::path basic = folder("basic"),
+                     mine = folder(palette.stem().string() + generator.substr(0, 5));
+      const std::string opts = " --seed 21 --generator " + generator + " --out ";
+      ASSERT_EQ(render("--colors basic" + opts + quoted(basic)).status, 0);
+      ASSERT_EQ(render("--colors user --palette " + quoted(palette) + opts + quoted(mine)).status,
+                0);
+      for (const auto& name : filesIn(mine)) {
+        ImageData expected = png(basic / name).image;
+        for (Colour& c : expected.pixels) {
+          for (int n = 1; n <= 14; ++n)
+            if (n != 7 && c == QBColor(n)) {
+              c = user[n];
+              break;
+            }
+        }
+        EXPECT_EQ(png(mine / name).image, expected) << palette << " " << name;
+      }
+    }
+  }
 }
 
 TEST_F(RenderTest, FileNamesLinesAndSizes) {

@@ -1,0 +1,70 @@
+#include "canvas/palette.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace tavrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(GimpPalette, ColoursInFileOrder) {
+  const auto got = parseGimpPalette(
+      "GIMP Palette\r\n"
+      "Name: Sea\r\n"
+      "Columns: 4\n"
+      "# a comment\n"
+      "\n"
+      "255   0   0\tRed one\n"
+      "  0 128 255 Blue  with spaces\n"
+      "\t1 2 3\n"
+      "255 0 0\n"  // repeats stay
+      "0 0 0");    // no newline at the end
+  ASSERT_TRUE(std::holds_alternative<std::vector<Colour>>(got)) << std::get<std::string>(got);
+  EXPECT_EQ(std::get<std::vector<Colour>>(got),
+            (std::vector<Colour>{0x0000FF, 0xFF8000, 0x030201, 0x0000FF, 0}));
+}
+
+TEST(GimpPalette, BrokenFilesNameTheLine) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"", "empty"},
+      {"255 0 0\n", "line 1: "},
+      {"GIMP palette\n255 0 0\n", "line 1: "},
+      {"GIMP Palette\nName: x\n# only a comment\n", "no colours"},
+      {"GIMP Palette\n1 2 3\n12 ab 4\n", "line 3: 'ab' is not a number"},
+      {"GIMP Palette\n1 2\n", "line 2: "},
+      {"GIMP Palette\n1 2 3x\n", "line 2: '3x'"},
+      {"GIMP Palette\n0 256 0\n", "line 2: '256' is not a value from 0 to 255"},
+      {"GIMP Palette\n\n-1 0 0\n", "line 3: '-1'"},
+      {"GIMP Palette\n0 0 99999999999999999999\n", "line 2: "},
+  };
+  for (const auto& [text, message] : cases) {
+    const auto got = parseGimpPalette(text);
+    ASSERT_TRUE(std::holds_alternative<std::string>(got)) << text;
+    const std::string& m = std::get<std::string>(got);
+    EXPECT_NE(m.find(message), std::string::npos) << text << " gave: " << m;
+    EXPECT_EQ(m.find('\n'), std::string::npos) << m;
+  }
+}
+
+TEST(GimpPalette, FilesReadOrNamedInTheMessage) {
+  const fs::path dir = fs::temp_directory_path() / ("tavrel-palette-" + std::to_string(::getpid()));
+  fs::create_directories(dir);
+  { std::ofstream(dir / "good.gpl") << "GIMP Palette\n10 20 30\n"; }
+  { std::ofstream(dir / "bad.gpl") << "GIMP Palette\n10 20\n"; }
+  const auto good = readGimpPalette(dir / "good.gpl");
+  ASSERT_TRUE(std::holds_alternative<std::vector<Colour>>(good));
+  EXPECT_EQ(std::get<std::vector<Colour>>(good), std::vector<Colour>{0x1E140A});
+  for (const fs::path& p : {dir / "bad.gpl", dir / "missing.gpl", dir}) {
+    const auto got = readGimpPalette(p);
+    ASSERT_TRUE(std::holds_alternative<std::string>(got)) << p;
+    EXPECT_EQ(std::get<std::string>(got).find(p.string() + "'"), 1u) << std::get<std::string>(got);
+  }
+  fs::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace tavrel
