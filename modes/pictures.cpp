@@ -3,12 +3,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <system_error>
 
 #include "canvas/image_io.h"
+#include "canvas/palette.h"
 
 namespace tavrel {
 
@@ -86,6 +88,19 @@ void editColorsClick(RunHost& host, AppState& st) {
   if (auto edited = host.editColours(st.userColors)) st.userColors = *edited;
 }
 
-void impcolorClick(RunHost&, AppState&) {}
+void impcolorClick(RunHost& host, AppState& st) {
+  const std::string file = host.choosePaletteFile();
+  if (file.empty()) return;
+  const auto read = readGimpPalette(file);
+  if (const auto* message = std::get_if<std::string>(&read)) {
+    host.showMessage("The colour scale was not imported: " + *message);
+    return;
+  }
+  // The first fifteen colours, in order; fewer leave the rest as they were.
+  const auto& colours = std::get<std::vector<Colour>>(read);
+  for (std::size_t i = 0; i < colours.size() && i < 15; ++i) st.userColors[i + 1] = colours[i];
+  host.showNote("Imported " + std::to_string(std::min<std::size_t>(colours.size(), 15)) +
+                " colours from " + file);
+}
 
 }  // namespace tavrel

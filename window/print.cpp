@@ -33,6 +33,7 @@ void paintPage(QPrinter& printer, const ImageData& picture, bool repeatTile, dou
   const QRect area(QPoint(0, 0), printer.pageRect(QPrinter::DevicePixel).size().toSize());
   QPainter painter(&printer);
   painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
+  painter.setRenderHint(QPainter::LosslessImageRendering);  // exact colours in a PDF too
   if (repeatTile) {
     // Inside the black box frame: the tile from one frame line to the next.
     const int period = picture.width - 4;

@@ -66,7 +66,7 @@ shot
 above "$(brightness 60x20+15+40)" 0.6 || fail "the panel did not come back in regular mode"
 
 click "${options[@]}"; click $(entry 1) 0.8  # Screen-Saver mode, then Quit
-click "${options[@]}"; click $(entry 9) 0
+click "${options[@]}"; click $(entry 10) 0
 for _ in $(seq 30); do kill -0 "$app" 2>/dev/null || break; sleep 0.1; done
 kill -0 "$app" 2>/dev/null && fail "Quit did not end the program"
 echo "passed"

@@ -1,6 +1,7 @@
 // The window's own duties, with real key and mouse events on Qt's off-screen
 // platform: the event pump and its timers, what reaches the handlers, and
 // how captions and ticks are shown.
+#include "window/print.h"
 #include "window/session.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +13,8 @@
 #include <QMenuBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QPrinter>
+#include <QTemporaryDir>
 #include <QTest>
 #include <vector>
 
@@ -106,7 +109,7 @@ TEST_F(FormTest, MenuClicksReachTheHandlersButMoveNoTick) {
   EXPECT_EQ(events.menus, (std::vector<Menu>{Menu::tslow, Menu::tfast}));
   EXPECT_FALSE(slow->isChecked());
   EXPECT_TRUE(fast->isChecked());
-  entry("Edit colors")->trigger();  // not enabled: no click
+  entry("Auto-save")->trigger();  // not enabled: no click
   EXPECT_EQ(events.menus.size(), 2u);
 }
 
@@ -146,6 +149,58 @@ TEST_F(FormTest, CaptionsWrapInTheWindowsOneFont) {
                                                        Qt::TextWordWrap, caption);
     EXPECT_LE(needed.height(), w->height()) << name;
   }
+}
+
+// A tile printed to a PDF file repeats edge to edge over the page, each
+// picture pixel a crisp square of whole dots.
+TEST(Printing, ATileFillsAPdfPageCrisply) {
+  if (std::system("command -v pdftoppm >/dev/null") != 0) GTEST_SKIP() << "needs pdftoppm";
+  ImageData tile;
+  tile.width = tile.height = 102;
+  tile.pixels.assign(102 * 102, 0);
+  for (int y = 1; y <= 98; ++y)
+    for (int x = 1; x <= 98; ++x)
+      tile.pixels[y * 102 + x] = x == 1 || y == 1 ? OutlineColor : (x * 7 + y * 13) * 0x010101 % 0xFFFFFF;
+  QTemporaryDir dir;
+  const QString pdf = dir.filePath("tile.pdf");
+  QRect area;  // the printable part of the page, in dots
+  {
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setResolution(300);
+    printer.setOutputFormat(QPrinter::PdfFormat);
+    printer.setOutputFileName(pdf);
+    paintPage(printer, tile, true, 2.54 * 3);  // nine dots a pixel at 300 dpi
+    area = printer.pageRect(QPrinter::DevicePixel).toRect();
+  }
+  const QString png = dir.filePath("page");
+  ASSERT_EQ(std::system(("pdftoppm -r 300 -png -singlefile '" + pdf + "' '" + png + "'")
+                            .toStdString()
+                            .c_str()),
+            0);
+  const QImage page(png + ".png");
+  ASSERT_FALSE(page.isNull());
+  const int period = 98 * 9;
+  int compared = 0;
+  for (int y = area.top(); y + period < area.bottom(); y += 37)
+    for (int x = area.left(); x + period < area.right(); x += 41) {
+      ASSERT_EQ(page.pixel(x, y), page.pixel(x + period, y)) << x << "," << y;
+      ASSERT_EQ(page.pixel(x, y), page.pixel(x, y + period)) << x << "," << y;
+      ++compared;
+    }
+  EXPECT_GT(compared, 100);
+  // Whole squares: the tile's pixel (5, 7) fills nine by nine dots, no
+  // blur at its edges (the rasteriser's colour conversion may move a
+  // channel by a step or two).
+  auto near = [](QRgb a, QRgb b) {
+    return std::abs(qRed(a) - qRed(b)) <= 2 && std::abs(qGreen(a) - qGreen(b)) <= 2 &&
+           std::abs(qBlue(a) - qBlue(b)) <= 2;
+  };
+  const QPoint corner = area.topLeft() + QPoint(4 * 9, 6 * 9);
+  const QRgb c = page.pixel(corner + QPoint(4, 4));
+  for (int dy = 0; dy < 9; ++dy)
+    for (int dx = 0; dx < 9; ++dx) ASSERT_TRUE(near(page.pixel(corner + QPoint(dx, dy)), c));
+  EXPECT_FALSE(near(page.pixel(corner - QPoint(1, 0)), c));
+  EXPECT_FALSE(near(page.pixel(corner + QPoint(9, 0)), c));
 }
 
 }  // namespace

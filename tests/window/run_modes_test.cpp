@@ -16,6 +16,7 @@
 #include <functional>
 #include <vector>
 
+#include "canvas/image_io.h"
 #include "window/embedded.h"
 #include "window/session.h"
 
@@ -135,6 +136,59 @@ TEST_F(RunModes, ScreenSaverBouncesTicksAndComesBack) {
        },
        [&] { form.close(); }},
       300);
+}
+
+// Pictures saved with the key S after a history of clicks, modes and menu
+// choices; the renderer makes each again from the file alone.
+TEST_F(RunModes, SavedPicturesAreMadeAgainExactly) {
+  const std::string home = dir_.filePath("home").toStdString();
+  std::filesystem::create_directories(home);
+  qputenv("HOME", home.c_str());
+  qputenv("XDG_CONFIG_HOME", (home + "/.config").c_str());
+  auto save = [&] { QTest::keyClick(&form, Qt::Key_S); };
+  run({[&] { child<QPushButton>("Command3")->click(); },
+       save,
+       [&] {
+         // Typing an S in a field is typing, not saving.
+         child<QLineEdit>("Text3")->setFocus();
+         QTest::keyClick(child<QLineEdit>("Text3"), Qt::Key_S);
+         program.menuClick(Menu::bcolorm);
+         program.menuClick(Menu::cpp9);
+         QTest::mouseClick(child<QPushButton>("Command1"), Qt::LeftButton);
+         save();
+       },
+       [&] {
+         program.menuClick(Menu::ssaver);
+         program.timerTick(TimerId::Timer1);
+         program.st.userColors[3] = 0x445566;
+         program.menuClick(Menu::uedit);
+         program.menuClick(Menu::csingle);
+         program.timerTick(TimerId::Timer1);
+         save();
+       },
+       [&] {
+         program.menuClick(Menu::regmode);
+         program.menuClick(Menu::cpattern);
+         QTest::mouseClick(child<QPushButton>("Command1"), Qt::LeftButton);
+         program.menuClick(Menu::sdfdssdf);
+         program.menuClick(Menu::quit);
+       }});
+  const std::filesystem::path saved = home + "/Pictures/Tavrel";
+  std::vector<std::filesystem::path> files;
+  for (const auto& e : std::filesystem::directory_iterator(saved)) files.push_back(e.path());
+  ASSERT_EQ(files.size(), 4u);
+  for (const auto& file : files) {
+    const std::string out = dir_.filePath("again").toStdString();
+    std::filesystem::create_directories(out);
+    const std::string command = std::string("'") + TAVREL_RENDER + "' --from '" + file.string() +
+                                "' --zoom 4 --out '" + out + "' >/dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    const auto original = readPng(file);
+    const auto again = readPng(std::filesystem::path(out) / (file.stem().string() + "-again.png"));
+    ASSERT_TRUE(original && again) << file;
+    EXPECT_EQ(original->image.width, 408);
+    EXPECT_EQ(again->image, original->image) << file;
+  }
 }
 
 TEST_F(RunModes, BackdropsRotateUntilTheClick) {
