@@ -504,9 +504,11 @@ void Form::setVisible(Control c, bool visible) {
       command1_->setVisible(visible);
       break;
     case Control::Command3:
-      command3_->setVisible(visible);
-      // Once "Click to begin" is gone, the button under it is the user's.
+      // Once "Click to begin" is gone, the button under it is the user's,
+      // and takes the keyboard focus with it rather than a field.
       command1_->setFocusPolicy(visible ? Qt::NoFocus : Qt::StrongFocus);
+      command3_->setVisible(visible);
+      if (!visible) command1_->setFocus();
       break;
     case Control::Label6:
       label6_->setVisible(visible);
