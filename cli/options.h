@@ -57,7 +57,7 @@ std::variant<Settings, std::string> parse(std::span<const Option<Settings>> tabl
     std::string_view arg = given;
     std::string doubled;
     if (singleDash && arg.size() > 1 && arg[0] == '-' && arg[1] != '-') {
-      doubled = "-" + std::string(arg);
+      doubled.assign(1, '-').append(arg);  // not "-" + string: a false -Wrestrict in g++ 12
       arg = doubled;
     }
     std::optional<std::string_view> inlineValue;
@@ -65,7 +65,8 @@ std::variant<Settings, std::string> parse(std::span<const Option<Settings>> tabl
       inlineValue = arg.substr(eq + 1);
       arg = arg.substr(0, eq);
     }
-    const auto o = std::find_if(table.begin(), table.end(), [&](const auto& e) { return e.name == arg; });
+    const auto o =
+        std::find_if(table.begin(), table.end(), [&](const auto& e) { return e.name == arg; });
     if (o == table.end()) return "unknown option " + inQuotes(given);
     std::string_view value;
     if (o->value.empty()) {
