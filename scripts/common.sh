@@ -4,9 +4,10 @@
 set -euo pipefail
 
 # zlib only for a test's independent PNG reader; fonts for text in the
-# off-screen widget tests.
+# off-screen widget tests; xcb for the screen-saver module, and the
+# XScreenSaver daemon for its test.
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev zlib1g-dev
-  fonts-dejavu-core xvfb xauth xdotool imagemagick)
+  fonts-dejavu-core xvfb xauth xdotool imagemagick pkg-config libxcb1-dev xscreensaver)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {
