@@ -110,30 +110,27 @@ std::optional<Place> locate(const Shot& shot, const ImageData& picture, int zoom
   return std::nullopt;
 }
 
-std::optional<Box> colouredBox(const Shot& shot) {
-  Box box{shot.width, shot.height, -1, -1, 0};
+bool aloneOnBlack(const Shot& shot, Place at, int side) {
+  int left = shot.width, top = shot.height, right = -1, bottom = -1, coloured = 0;
   for (int y = 0; y < shot.height; ++y)
     for (int x = 0; x < shot.width; ++x)
       if (!shot.nearBlack(x, y)) {
-        ++box.coloured;
-        box.left = std::min(box.left, x);
-        box.right = std::max(box.right, x);
-        box.top = std::min(box.top, y);
-        box.bottom = std::max(box.bottom, y);
+        ++coloured;
+        left = std::min(left, x);
+        right = std::max(right, x);
+        top = std::min(top, y);
+        bottom = std::max(bottom, y);
       }
-  if (box.coloured == 0) return std::nullopt;
-  return box;
-}
-
-bool mirrorSymmetric(const Shot& shot, const Box& box) {
+  if (coloured == 0 || left < at.x || top < at.y || right >= at.x + side || bottom >= at.y + side)
+    return false;
   int mismatches = 0;
-  for (int y = box.top; y <= box.bottom; ++y)
-    for (int x = box.left; x <= box.right; ++x) {
+  for (int y = top; y <= bottom; ++y)
+    for (int x = left; x <= right; ++x) {
       const Colour here = shot.at(x, y);
-      mismatches += !shot.near(here, shot.at(box.left + box.right - x, y));
-      mismatches += !shot.near(here, shot.at(x, box.top + box.bottom - y));
+      mismatches += !shot.near(here, shot.at(left + right - x, y));
+      mismatches += !shot.near(here, shot.at(x, top + bottom - y));
     }
-  return mismatches <= box.coloured / 50;
+  return mismatches <= coloured / 50;
 }
 
 std::vector<xcb_window_t> topLevelWindows(xcb_connection_t* c) {

@@ -38,14 +38,10 @@ struct Place {
 // edges.
 std::optional<Place> locate(const Shot& shot, const ImageData& picture, int zoom, int overhang = 0);
 
-// The box around every pixel that is not black, and whether what it holds
-// is mirror-symmetric left to right and top to bottom.
-struct Box {
-  int left = 0, top = 0, right = -1, bottom = -1;
-  int coloured = 0;
-};
-std::optional<Box> colouredBox(const Shot& shot);
-bool mirrorSymmetric(const Shot& shot, const Box& box);
+// Whether everything but black in the shot lies inside the square of
+// `side` at `at`, and is mirror-symmetric left to right and top to bottom:
+// a picture alone on black, as a person sees it.
+bool aloneOnBlack(const Shot& shot, Place at, int side);
 
 // The root window's children, in stacking order.
 std::vector<xcb_window_t> topLevelWindows(xcb_connection_t* c);

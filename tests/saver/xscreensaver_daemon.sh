@@ -25,6 +25,7 @@ tmp=$(mktemp -d /tmp/tavrel-saver-daemon.XXXXXX)
 trap 'rm -rf "$tmp"' EXIT
 cp "$module" "$check" "$tmp/"
 chmod 755 "$tmp"
+# The programs line as the README shows it.
 cat >"$tmp/.xscreensaver" <<SETTINGS
 mode: one
 selected: 0
@@ -35,8 +36,9 @@ splash: False
 dpmsEnabled: False
 timeout: 0:30:00
 cycle: 0:00:00
-programs: $tmp/tavrel-saver --root --seed $seed \\n
 SETTINGS
+printf 'programs:   \\\n                %s --root --seed %s  \\n\n' "$tmp/tavrel-saver" "$seed" \
+  >>"$tmp/.xscreensaver"
 [ "$user" = "$(id -un)" ] || chown -R "$user" "$tmp"
 
 # As the user, in one shell: Xvfb and the daemon die with it, even when the
