@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -70,14 +70,17 @@ TEST(SaverSettings, EveryOptionOfTheSettingsFileIsAccepted) {
   ASSERT_TRUE(in) << TAVREL_SAVER_XML;
   const std::string xml((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   const auto attribute = [](const std::string& element, const std::string& name) {
-    const std::regex re("\\s" + name + "=\"([^\"]*)\"");
-    std::smatch m;
-    return std::regex_search(element, m, re) ? m[1].str() : std::string();
+    const std::string key = " " + name + "=\"";
+    const auto at = element.find(key);
+    if (at == std::string::npos) return std::string();
+    const auto from = at + key.size();
+    return element.substr(from, element.find('"', from) - from);
   };
   std::vector<std::string> lines;
-  const std::regex elementRe("<(command|number|option|boolean)\\b[^>]*>");
-  for (std::sregex_iterator it(xml.begin(), xml.end(), elementRe), end; it != end; ++it) {
-    const std::string e = it->str();
+  for (auto open = xml.find('<'); open != std::string::npos; open = xml.find('<', open + 1)) {
+    // Attributes may stand on the element's following lines.
+    std::string e = xml.substr(open, xml.find('>', open) - open);
+    std::replace(e.begin(), e.end(), '\n', ' ');
     for (const char* name : {"arg", "arg-set", "arg-unset"}) {
       const std::string arg = attribute(e, name);
       if (arg.empty()) continue;
