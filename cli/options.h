@@ -60,7 +60,7 @@ std::variant<Settings, std::string> parse(std::span<const Option<Settings>> tabl
     std::string_view arg = given;
     std::string doubled;
     if (singleDash && arg.size() > 1 && arg[0] == '-' && arg[1] != '-') {
-      doubled = "-" + std::string(arg);
+      doubled.assign(1, '-').append(arg);  // not "-" + string: a false -Wrestrict in g++ 12
       arg = doubled;
     }
     std::optional<std::string_view> inlineValue;

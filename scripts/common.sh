@@ -5,10 +5,12 @@ set -euo pipefail
 
 # libpng for picture files; the window's font (Liberation Sans, the metrics
 # its controls were laid out for); X test input for the desktop benchmark;
+# xcb for the screen-saver module and the XScreenSaver daemon for its test;
 # Xvfb, xdotool and ImageMagick for the end-to-end tests; poppler's pdftoppm
 # to look at a printed page.
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
-  fonts-dejavu-core fonts-liberation2 libxtst-dev xvfb xauth xdotool imagemagick poppler-utils)
+  fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
+  xvfb xauth xdotool imagemagick poppler-utils)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {

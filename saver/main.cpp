@@ -1,0 +1,143 @@
+// tavrel-saver: the screen-saver module. A daemon (XScreenSaver, xsecurelock)
+// blanks the screen and runs it on a window of its own; it shows the
+// generators' pictures there, bouncing on black, until it is told to stop.
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <span>
+
+#include "canvas/display_scale.h"
+#include "saver/settings.h"
+#include "saver/show.h"
+#include "saver/x_screen.h"
+
+namespace tavrel::saver {
+namespace {
+
+using Clock = Timeline::Clock;
+
+std::uint32_t seedFromClock() {
+  const auto ticks = static_cast<std::uint64_t>(
+      std::chrono::system_clock::now().time_since_epoch() / std::chrono::nanoseconds(1));
+  return static_cast<std::uint32_t>(ticks ^ (ticks >> 32));
+}
+
+Layout layoutOf(const XScreen& screen) {
+  const char* scale = std::getenv(kScaleVariable);
+  return layoutFor(screen.width(), screen.height(),
+                   scale ? std::optional<std::string_view>(scale) : std::nullopt);
+}
+
+// Frames drawn in the last whole second, as the text --fps shows.
+class FrameRate {
+ public:
+  explicit FrameRate(Clock::time_point start) : since_(start) {}
+  // Counts a frame; true when the text changed.
+  bool frame(Clock::time_point now) {
+    ++frames_;
+    if (now - since_ < std::chrono::seconds(1)) return false;
+    const double seconds = std::chrono::duration<double>(now - since_).count();
+    std::snprintf(text_, sizeof text_, "%.1f fps", frames_ / seconds);
+    frames_ = 0;
+    since_ = now;
+    return true;
+  }
+  const char* text() const { return text_; }
+
+ private:
+  Clock::time_point since_;
+  int frames_ = 0;
+  char text_[32] = "";
+};
+
+// Runs until a signal or the window ends it; the exit status.
+int run(XScreen& screen, const Settings& s, int signals) {
+  const std::uint32_t seed = s.seed.value_or(seedFromClock());
+  Layout layout = layoutOf(screen);
+  Pictures pictures(s, seed, layout.width, layout.height);
+  // The bounce draws from a source of its own, so the pictures stay those
+  // of the renderer.
+  Random directions(seed ^ 0x9E3779B9u);
+  Bounce bounce(layout.width, layout.height, directions);
+  Timeline timeline(Clock::now(), std::chrono::seconds(s.interval), stepPeriod(s.fast));
+  FrameRate rate(Clock::now());
+  const bool showRate = s.fps && screen.prepareText();
+  Picture current;
+
+  for (;;) {
+    if (!screen.handleEvents()) return 0;
+    if (screen.takeResize()) {
+      const Layout next = layoutOf(screen);
+      pictures.resize(next.width, next.height);
+      bounce.resize(next.width, next.height);
+      screen.clear();
+      if (current && next.zoom != layout.zoom) screen.setPicture(*current, next.zoom);
+      layout = next;
+    }
+    const Clock::time_point now = Clock::now();
+    const Timeline::Due due = timeline.take(now);
+    for (int i = 0; i < due.steps; ++i) bounce.step();
+    if (due.picture) {
+      if (Picture made = pictures.next()) {
+        current = std::move(made);
+        screen.setPicture(*current, layout.zoom);
+      }
+    }
+    const bool drew = screen.show(bounce.left() * layout.zoom, bounce.top() * layout.zoom);
+    if (showRate && (rate.frame(now) || drew)) screen.showText(rate.text());
+    if (!screen.flush()) return 0;
+
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(timeline.wake() - Clock::now());
+    pollfd fds[] = {{screen.fd(), POLLIN, 0}, {signals, POLLIN, 0}};
+    if (poll(fds, 2, static_cast<int>(std::max<long long>(0, wait.count()))) < 0) continue;
+    if (fds[1].revents & POLLIN) {
+      signalfd_siginfo info{};
+      if (read(signals, &info, sizeof info) != static_cast<ssize_t>(sizeof info)) continue;
+      if (info.ssi_signo != SIGUSR1) return 0;
+      timeline.pictureNow(Clock::now());
+    }
+  }
+}
+
+int fail(const std::string& message, int status) {
+  std::cerr << "tavrel-saver: " << message << "\n";
+  return status;
+}
+
+}  // namespace
+}  // namespace tavrel::saver
+
+int main(int argc, char** argv) {
+  using namespace tavrel::saver;
+  const auto parsed =
+      parseSettings(std::span<char* const>(argv + 1, static_cast<std::size_t>(argc - 1)));
+  if (const auto* message = std::get_if<std::string>(&parsed))
+    return fail(*message + " (see --help)", 2);
+  const Settings& settings = std::get<Settings>(parsed);
+  if (settings.help) {
+    std::cout << helpText();
+    return 0;
+  }
+  const auto target = chooseTarget(settings, std::getenv("XSCREENSAVER_WINDOW"));
+  if (const auto* message = std::get_if<std::string>(&target)) return fail(*message, 2);
+
+  // Signals arrive as reads on a descriptor the loop waits on; blocked from
+  // here on, one sent during start-up waits there too.
+  sigset_t mask;
+  sigemptyset(&mask);
+  for (int s : {SIGTERM, SIGINT, SIGHUP, SIGUSR1}) sigaddset(&mask, s);
+  sigprocmask(SIG_BLOCK, &mask, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);  // a broken connection shows as an error instead
+  const int signals = signalfd(-1, &mask, SFD_CLOEXEC | SFD_NONBLOCK);
+  if (signals < 0) return fail("cannot wait for signals", 1);
+
+  auto opened = XScreen::open(std::get<Resolved>(target));
+  if (const auto* message = std::get_if<std::string>(&opened)) return fail(*message, 1);
+  return run(*std::get<std::unique_ptr<XScreen>>(opened), settings, signals);
+}

@@ -1,0 +1,148 @@
+#include "saver/settings.h"
+
+#include <charconv>
+
+#include "cli/options.h"
+
+namespace tavrel::saver {
+
+namespace {
+
+using cli::Check;
+using cli::inQuotes;
+using cli::kOk;
+using cli::wholeNumber;
+
+Check setRoot(Settings& s, std::string_view) {
+  s.target = Target::root;
+  return kOk;
+}
+
+Check setWindowId(Settings& s, std::string_view v) {
+  const auto id = parseWindowId(v);
+  if (!id) return inQuotes(v) + " is not a window id (hex with 0x, or decimal)";
+  s.target = Target::windowId;
+  s.windowId = *id;
+  return kOk;
+}
+
+Check setOwnWindow(Settings& s, std::string_view) {
+  s.target = Target::ownWindow;
+  return kOk;
+}
+
+Check setInterval(Settings& s, std::string_view v) {
+  const auto n = wholeNumber<int>(v);
+  if (!n || *n < 1 || *n > 50) return inQuotes(v) + " is not a number of seconds from 1 to 50";
+  s.interval = *n;
+  return kOk;
+}
+
+Check setSpeed(Settings& s, std::string_view v) {
+  if (v != "slow" && v != "fast") return "speed must be slow or fast, not " + inQuotes(v);
+  s.fast = v == "fast";
+  return kOk;
+}
+
+Check setGenerator(Settings& s, std::string_view v) {
+  if (v != "shape" && v != "pattern")
+    return "generator must be shape or pattern, not " + inQuotes(v);
+  s.generator = v == "shape" ? Generator::shape : Generator::pattern;
+  return kOk;
+}
+
+Check setColors(Settings& s, std::string_view v) {
+  if (v != "true" && v != "basic") return "colors must be true or basic, not " + inQuotes(v);
+  s.trueColours = v == "true";
+  return kOk;
+}
+
+Check setStyle(Settings& s, std::string_view v) {
+  if (v != "fancy" && v != "regular") return "style must be fancy or regular, not " + inQuotes(v);
+  s.fancy = v == "fancy";
+  return kOk;
+}
+
+Check setDetail(Settings& s, std::string_view v) {
+  const auto n = wholeNumber<int>(v);
+  if (!n || *n < 1 || *n > 25) return inQuotes(v) + " is not a detail from 1 to 25";
+  s.detail = *n;
+  return kOk;
+}
+
+Check setSeed(Settings& s, std::string_view v) {
+  const auto n = wholeNumber<std::uint64_t>(v);
+  if (!n || *n > 4294967295u) return inQuotes(v) + " is not a seed from 0 to 4294967295";
+  s.seed = static_cast<std::uint32_t>(*n);
+  return kOk;
+}
+
+Check setFps(Settings& s, std::string_view) {
+  s.fps = true;
+  return kOk;
+}
+
+Check setHelp(Settings& s, std::string_view) {
+  s.help = true;
+  return kOk;
+}
+
+using Option = cli::Option<Settings>;
+
+constexpr Option kOptions[] = {
+    {"--root", "", "", "draw in $XSCREENSAVER_WINDOW, or in the root window", setRoot},
+    {"--window-id", "ID", "", "draw in the window ID (hex with 0x, or decimal)", setWindowId},
+    {"--window", "", "", "draw in a window of its own", setOwnWindow},
+    {"--interval", "S", "10", "seconds between pictures, 1 to 50", setInterval},
+    {"--speed", "slow|fast", "fast", "how fast the picture travels", setSpeed},
+    {"--generator", "shape|pattern", "shape", "the generator that draws", setGenerator},
+    {"--colors", "true|basic", "true", "true colours or the 16 basic ones", setColors},
+    {"--style", "fancy|regular", "fancy", "shape style", setStyle},
+    {"--detail", "N", "16", "detail, 1 to 25", setDetail},
+    {"--seed", "N", "", "random seed, 0 to 4294967295 (default: the clock)", setSeed},
+    {"--fps", "", "", "show the frame rate in a corner", setFps},
+    {"--help", "", "", "show this text and exit", setHelp},
+};
+
+}  // namespace
+
+std::optional<std::uint32_t> parseWindowId(std::string_view text) {
+  int base = 10;
+  if (text.starts_with("0x") || text.starts_with("0X")) {
+    text.remove_prefix(2);
+    base = 16;
+  }
+  std::uint64_t id = 0;
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), id, base);
+  if (text.empty() || ec != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+  if (id == 0 || id > 0xFFFFFFFFu) return std::nullopt;
+  return static_cast<std::uint32_t>(id);
+}
+
+std::variant<Settings, std::string> parseSettings(std::span<char* const> args) {
+  return cli::parse<Settings>(kOptions, args, true);
+}
+
+std::string helpText() {
+  return "Usage: tavrel-saver [OPTION]...\n"
+         "A screen-saver module: random mirror-symmetric pictures bouncing on black, a new\n"
+         "one every few seconds. Options take one dash or two. With no window option it\n"
+         "draws in $XSCREENSAVER_WINDOW when that is set, else in a window of its own;\n"
+         "the last window option given counts.\n\n" +
+         cli::optionsHelp<Settings>(kOptions) +
+         "\nSIGTERM ends it; SIGUSR1 starts a new picture. Bad input gives a one-line\n"
+         "message and exit status 2.\n";
+}
+
+std::variant<Resolved, std::string> chooseTarget(const Settings& s, const char* screensaverWindow) {
+  if (s.target == Target::windowId) return Resolved{Target::windowId, s.windowId};
+  if (s.target == Target::ownWindow) return Resolved{Target::ownWindow, 0};
+  if (screensaverWindow == nullptr || *screensaverWindow == '\0') {
+    return Resolved{s.target == Target::root ? Target::root : Target::ownWindow, 0};
+  }
+  const auto id = parseWindowId(screensaverWindow);
+  if (!id) return "XSCREENSAVER_WINDOW " + inQuotes(screensaverWindow) + " is not a window id";
+  return Resolved{Target::windowId, *id};
+}
+
+}  // namespace tavrel::saver

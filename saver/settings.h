@@ -1,0 +1,57 @@
+// The module's command line: one option table gives parsing, defaults,
+// --help and the error messages. Daemons pass options with one dash or two.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "state/recipe.h"
+
+namespace tavrel::saver {
+
+// Where the pictures go.
+enum class Target {
+  unset,      // chosen from the environment: see chooseTarget
+  root,       // XSCREENSAVER_WINDOW, or the root window when it is unset
+  windowId,   // the window given by number
+  ownWindow,  // a window of its own, for trying the module out
+};
+
+struct Settings {
+  Target target = Target::unset;
+  std::uint32_t windowId = 0;
+  int interval = 10;  // seconds between pictures
+  bool fast = true;
+  Generator generator = Generator::shape;
+  bool trueColours = true;
+  bool fancy = true;
+  int detail = 16;
+  std::optional<std::uint32_t> seed;  // none: taken from the clock
+  bool fps = false;
+  bool help = false;
+};
+
+// A window id as X tools print it: hex with 0x, or decimal; never 0 (None)
+// and never above 32 bits.
+std::optional<std::uint32_t> parseWindowId(std::string_view text);
+
+// The settings, or the message for the first bad argument.
+std::variant<Settings, std::string> parseSettings(std::span<char* const> args);
+
+std::string helpText();
+
+// The window that `--root` and an unset target stand for, given
+// XSCREENSAVER_WINDOW (null or empty when unset): that window when the variable is
+// set, else the root window for --root and a window of its own otherwise. A
+// variable that holds no window id gives the message.
+struct Resolved {
+  Target target;
+  std::uint32_t windowId;
+};
+std::variant<Resolved, std::string> chooseTarget(const Settings& s, const char* screensaverWindow);
+
+}  // namespace tavrel::saver

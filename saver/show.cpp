@@ -1,0 +1,163 @@
+#include "saver/show.h"
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <string>
+
+#include "canvas/display_scale.h"
+#include "pattern/makeshape2.h"
+#include "shape/makeshape.h"
+
+namespace tavrel::saver {
+
+namespace {
+
+// The generators need room round their square, and they paint inside a fixed
+// 1000-pixel box; within these bounds the pictures don't depend on the
+// surface's size.
+constexpr int kMinSurface = 120, kMaxSurface = 1000;
+
+int surfaceSide(int side) {
+  return std::clamp(side, kMinSurface, kMaxSurface);
+}
+
+}  // namespace
+
+Layout layoutFor(int deviceWidth, int deviceHeight, std::optional<std::string_view> scaleOverride) {
+  const double scale = chooseDisplayScale(deviceWidth, deviceHeight, scaleOverride);
+  Layout l;
+  l.zoom = std::max(1, static_cast<int>(std::lround(scale)));
+  l.width = std::max(1, deviceWidth / l.zoom);
+  l.height = std::max(1, deviceHeight / l.zoom);
+  return l;
+}
+
+Pictures::Pictures(const Settings& s, std::uint32_t seed, int width, int height)
+    : host_(surfaceSide(width), surfaceSide(height)), generator_(s.generator) {
+  // The start of tavrel-render --screensaver, value for value.
+  host_.fields[static_cast<int>(Field::Text3)] = std::to_string(s.detail);
+  host_.option2 = s.fancy;
+  st_.tcolor = s.trueColours ? kTrueColours : kBasicColours;
+  st_.ssmode = 1;
+  firstValues(st_, host_.ScaleWidth(), host_.ScaleHeight());
+  st_.rnd.Randomize(seed);
+}
+
+Picture Pictures::next() {
+  try {
+    if (generator_ == Generator::shape) {
+      makeshape(host_, st_);
+    } else {
+      makeshape2(host_, st_);
+    }
+  } catch (const ProgramEnded&) {
+    return nullptr;
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+  return host_.SurfacePicture1().Image();
+}
+
+void Pictures::resize(int width, int height) {
+  host_.SurfaceWindow().resize(surfaceSide(width), surfaceSide(height));
+}
+
+Bounce::Bounce(int width, int height, Random& directions) {
+  // As the window's screen-saver mode starts its bounce: the square where
+  // the generator drew it, each way chosen by a coin.
+  for (auto [axis, extent] : {std::pair{&x_, width}, std::pair{&y_, height}}) {
+    axis->extent = extent;
+    axis->pos = extent / 2 - kSquare / 2;
+    axis->dir = static_cast<int>(2 * directions.Rnd()) == 0 ? 1 : -1;
+  }
+}
+
+void Bounce::Axis::step() {
+  // Too short to travel: the square stays where it started.
+  if (extent < kSquare + 2) return;
+  pos += dir;
+  turnAtEdges();
+}
+
+void Bounce::Axis::turnAtEdges() {
+  if (pos + kSquare + dir > extent || pos + dir < 0) dir = -dir;
+}
+
+void Bounce::Axis::resize(int newExtent) {
+  extent = newExtent;
+  if (extent < kSquare + 2) {
+    pos = extent / 2 - kSquare / 2;
+    return;
+  }
+  pos = std::clamp(pos, 0, extent - kSquare);
+  turnAtEdges();
+}
+
+void Bounce::step() {
+  x_.step();
+  y_.step();
+}
+
+void Bounce::resize(int width, int height) {
+  x_.resize(width);
+  y_.resize(height);
+}
+
+Timeline::Timeline(Clock::time_point start, Clock::duration interval, Clock::duration stepPeriod)
+    : interval_(interval),
+      stepPeriod_(stepPeriod),
+      nextStep_(start + stepPeriod),
+      nextPicture_(start) {}
+
+Timeline::Due Timeline::take(Clock::time_point now) {
+  // A backlog longer than this is dropped, not caught up.
+  constexpr auto kStall = std::chrono::milliseconds(250);
+  Due due;
+  if (now >= nextStep_) {
+    if (now - nextStep_ > kStall) {
+      due.steps = 1;
+      nextStep_ = now + stepPeriod_;
+    } else {
+      const auto late = (now - nextStep_) / stepPeriod_;
+      due.steps = static_cast<int>(late) + 1;
+      nextStep_ += stepPeriod_ * (late + 1);
+    }
+  }
+  if (now >= nextPicture_) {
+    due.picture = true;
+    nextPicture_ += interval_;
+    if (nextPicture_ <= now) nextPicture_ = now + interval_;
+  }
+  return due;
+}
+
+void Timeline::pictureNow(Clock::time_point now) {
+  nextPicture_ = now;
+}
+
+std::vector<Rect> uncovered(const Rect& was, const Rect& now) {
+  std::vector<Rect> out;
+  const auto add = [&](int x0, int y0, int x1, int y1) {
+    if (x1 > x0 && y1 > y0) out.push_back({x0, y0, x1 - x0, y1 - y0});
+  };
+  const int wx1 = was.x + was.width, wy1 = was.y + was.height;
+  const int nx1 = now.x + now.width, ny1 = now.y + now.height;
+  if (now.empty()) {
+    add(was.x, was.y, wx1, wy1);
+    return out;
+  }
+  add(was.x, was.y, wx1, std::min(wy1, now.y));
+  add(was.x, std::max(was.y, ny1), wx1, wy1);
+  const int y0 = std::max(was.y, now.y), y1 = std::min(wy1, ny1);
+  add(was.x, y0, std::min(wx1, now.x), y1);
+  add(std::max(was.x, nx1), y0, wx1, y1);
+  return out;
+}
+
+Timeline::Clock::duration stepPeriod(bool fast) {
+  const auto frame = std::chrono::microseconds(1000000 / 60);
+  return fast ? frame : 2 * frame;
+}
+
+}  // namespace tavrel::saver

@@ -1,0 +1,114 @@
+// What the module shows, apart from any window system: the pictures in the
+// order the generators make them, the bounce that carries them over the
+// window, and the clock that says when each is due.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "canvas/random.h"
+#include "canvas/surface.h"
+#include "saver/settings.h"
+#include "stages/host.h"
+#include "state/app_state.h"
+
+namespace tavrel::saver {
+
+// Side of the square the bounce keeps inside the window; the picture box
+// around it is 102 pixels, its black frame may pass the right and bottom edge.
+inline constexpr int kSquare = 100;
+
+// How the window's device pixels map to program pixels: the display-scale
+// rule of the program's window, rounded to a whole number so every program
+// pixel is a crisp block.
+struct Layout {
+  int zoom = 1;               // device pixels per program pixel, each way
+  int width = 1, height = 1;  // the window in program pixels
+  bool operator==(const Layout&) const = default;
+};
+Layout layoutFor(int deviceWidth, int deviceHeight, std::optional<std::string_view> scaleOverride);
+
+// The pictures in order, made exactly as tavrel-render --screensaver makes
+// them with the same seed and options.
+class Pictures {
+ public:
+  Pictures(const Settings& s, std::uint32_t seed, int width, int height);
+  // The next picture: the 102 x 102 box of the finished shape; none when the
+  // generation failed, which leaves the sequence going on from where it was.
+  Picture next();
+  // The drawing surface follows the window; the pictures don't depend on it.
+  void resize(int width, int height);
+
+ private:
+  HeadlessHost host_;
+  AppState st_;
+  Generator generator_;
+};
+
+// The picture's travel: diagonal, one program pixel a step, turning before
+// the square would pass an edge. It starts where the generators centre their
+// square and goes on across picture changes.
+class Bounce {
+ public:
+  Bounce(int width, int height, Random& directions);
+  void step();
+  // Keeps the square inside a window that shrank.
+  void resize(int width, int height);
+  int left() const { return x_.pos; }
+  int top() const { return y_.pos; }
+
+ private:
+  struct Axis {
+    int pos = 0, extent = 0, dir = 1;
+    void step();
+    void turnAtEdges();
+    void resize(int newExtent);
+  };
+  Axis x_, y_;
+};
+
+// When steps and pictures are due. Steps come at a fixed period; after a
+// stall (a suspended machine, a stopped process) the picture goes on from
+// where it stood rather than jumping.
+class Timeline {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  Timeline(Clock::time_point start, Clock::duration interval, Clock::duration stepPeriod);
+
+  struct Due {
+    int steps = 0;
+    bool picture = false;
+  };
+  // What fell due up to `now` since the last call; the first picture is due
+  // at the start.
+  Due take(Clock::time_point now);
+  // A new picture at once, the next one an interval later.
+  void pictureNow(Clock::time_point now);
+  // The earliest time something falls due.
+  Clock::time_point wake() const { return std::min(nextStep_, nextPicture_); }
+
+ private:
+  Clock::duration interval_, stepPeriod_;
+  Clock::time_point nextStep_, nextPicture_;
+};
+
+// A rectangle of device pixels.
+struct Rect {
+  int x = 0, y = 0, width = 0, height = 0;
+  bool empty() const { return width <= 0 || height <= 0; }
+  bool operator==(const Rect&) const = default;
+};
+
+// What of `was` lies outside `now`: at most four rectangles, the bands above
+// and below `now` and the parts left and right of it, for a move to clear.
+std::vector<Rect> uncovered(const Rect& was, const Rect& now);
+
+// Step period of each speed: Fast travels about 60 program pixels a second,
+// Slow about half of that.
+Timeline::Clock::duration stepPeriod(bool fast);
+
+}  // namespace tavrel::saver

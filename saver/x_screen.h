@@ -1,0 +1,80 @@
+// The window the module draws in, through xcb: a window of the daemon's, the
+// root window, or one of its own. The picture goes to the server once, into
+// a pixmap; a frame copies it to its new place and clears only what it left.
+#pragma once
+
+#include <xcb/xcb.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "canvas/surface.h"
+#include "saver/pixels.h"
+#include "saver/settings.h"
+#include "saver/show.h"
+
+namespace tavrel::saver {
+
+class XScreen {
+ public:
+  // Connects to $DISPLAY and binds the target window; the message when either fails.
+  static std::variant<std::unique_ptr<XScreen>, std::string> open(const Resolved& target);
+  ~XScreen();
+  XScreen(const XScreen&) = delete;
+  XScreen& operator=(const XScreen&) = delete;
+
+  // The connection's file descriptor, to wait on.
+  int fd() const { return xcb_get_file_descriptor(c_); }
+  int width() const { return width_; }
+  int height() const { return height_; }
+  const PixelFormat& format() const { return format_; }
+
+  // Reads everything the server has sent. False once the module should end
+  // quietly: the window is gone, an X error came back, the connection broke,
+  // or its own window was closed.
+  bool handleEvents();
+  // Whether the window changed size since the last call.
+  bool takeResize();
+  // Blackens the whole window; the picture is drawn again at the next show.
+  void clear();
+  // Uploads the picture, enlarged `zoom` times; it appears at the next show.
+  void setPicture(const ImageData& img, int zoom);
+  // The picture's top left corner at (x, y) in device pixels. Draws only
+  // what changed since the last call; true when it drew.
+  bool show(int x, int y);
+  // Opens the server's "fixed" font for showText; false when it has none.
+  bool prepareText();
+  // A line of text over the top left corner.
+  void showText(std::string_view text);
+  // Sends what is queued; false when the connection broke.
+  bool flush();
+  // Waits until the server has carried out every request sent so far.
+  void sync();
+
+ private:
+  XScreen(xcb_connection_t* c, xcb_window_t window) : c_(c), window_(window) {}
+  std::optional<std::string> bind(const Resolved& target, int screenNumber);
+  bool createOwnWindow(const xcb_screen_t* screen);
+  void fill(const Rect& r);
+
+  xcb_connection_t* c_;
+  xcb_window_t window_;
+  bool ownWindow_ = false;
+  xcb_atom_t deleteWindow_ = XCB_NONE;
+  int width_ = 0, height_ = 0;
+  bool resized_ = false;
+  std::uint8_t depth_ = 0;
+  PixelFormat format_;
+  std::size_t maxRequestBytes_ = 0;
+  xcb_gcontext_t gc_ = 0;      // black foreground, no exposure events from copies
+  xcb_gcontext_t textGc_ = 0;  // white on black in the server's "fixed" font; 0 without it
+  xcb_pixmap_t pixmap_ = 0;
+  Rect picture_;               // the pixmap's size
+  std::optional<Rect> shown_;  // where the picture stands on the window, if anywhere
+  bool redraw_ = false;        // the picture must be copied even where it stands
+};
+
+}  // namespace tavrel::saver

@@ -1,0 +1,99 @@
+#!/usr/bin/env bash
+# Debian's XScreenSaver daemon runs the module: a ~/.xscreensaver that lists
+# only it, `xscreensaver-command -activate`, the module's picture on the
+# screen; `-deactivate`, the module gone.
+# Usage: xscreensaver_daemon.sh TAVREL_SAVER SCREEN_CHECK
+# Exit 77 (skipped) when the daemon is not installed.
+set -euo pipefail
+module=$1 check=$2
+seed=5
+
+if ! command -v xscreensaver >/dev/null || ! command -v xscreensaver-command >/dev/null; then
+  echo "skipped: the xscreensaver package is not installed"
+  exit 77
+fi
+
+# The daemon refuses to run modules as root: as root, run it as a user of its own.
+user=$(id -un)
+if [ "$(id -u)" -eq 0 ]; then
+  user=tavrel-saver-test
+  id "$user" >/dev/null 2>&1 || useradd --system --create-home --shell /bin/sh "$user"
+fi
+
+# The user's home for this run: a fresh folder, so runs never share settings.
+tmp=$(mktemp -d /tmp/tavrel-saver-daemon.XXXXXX)
+trap 'rm -rf "$tmp"' EXIT
+cp "$module" "$check" "$tmp/"
+chmod 755 "$tmp"
+# The programs line as the README shows it.
+cat >"$tmp/.xscreensaver" <<SETTINGS
+mode: one
+selected: 0
+lock: False
+fade: False
+unfade: False
+splash: False
+dpmsEnabled: False
+timeout: 0:30:00
+cycle: 0:00:00
+SETTINGS
+printf 'programs:   \\\n                %s --root --seed %s  \\n\n' "$tmp/tavrel-saver" "$seed" \
+  >>"$tmp/.xscreensaver"
+[ "$user" = "$(id -un)" ] || chown -R "$user" "$tmp"
+
+# As the user, in one shell: Xvfb and the daemon die with it, even when the
+# test is killed (their X server gone, the daemon and the module end too).
+as_user() {
+  if [ "$user" = "$(id -un)" ]; then
+    env HOME="$tmp" "$@"
+  else
+    setpriv --reuid="$user" --regid="$(id -g "$user")" --init-groups --pdeathsig KILL -- \
+      env HOME="$tmp" USER="$user" LOGNAME="$user" "$@"
+  fi
+}
+
+as_user bash -s "$tmp" "$seed" <<'RUN'
+set -euo pipefail
+tmp=$1 seed=$2
+setpriv --pdeathsig KILL Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp \
+  3>"$tmp/display" >"$tmp/xvfb.log" 2>&1 &
+xvfb=$!
+daemon=
+finish() {
+  if [ -n "$daemon" ]; then kill "$daemon" 2>/dev/null || true; fi
+  kill "$xvfb" 2>/dev/null || true
+  wait 2>/dev/null || true
+}
+trap finish EXIT
+for _ in $(seq 100); do [ -s "$tmp/display" ] && break; sleep 0.05; done
+[ -s "$tmp/display" ] || { echo "Xvfb did not start"; cat "$tmp/xvfb.log"; exit 1; }
+export DISPLAY=":$(cat "$tmp/display")"
+unset XSCREENSAVER_WINDOW TAVREL_SCALE
+
+setpriv --pdeathsig KILL xscreensaver -no-splash >"$tmp/daemon.log" 2>&1 &
+daemon=$!
+for _ in $(seq 100); do xscreensaver-command -version >/dev/null 2>&1 && break; sleep 0.1; done
+xscreensaver-command -activate >/dev/null
+
+shown=no
+for _ in $(seq 50); do
+  if "$tmp/saver_screen_check" "$seed" >"$tmp/check.log" 2>&1; then shown=yes; break; fi
+  sleep 0.2
+done
+if [ "$shown" != yes ]; then
+  echo "no picture after -activate: $(cat "$tmp/check.log")"
+  cat "$tmp/daemon.log"
+  exit 1
+fi
+echo "after -activate: $(cat "$tmp/check.log")"
+pgrep -f "^$tmp/tavrel-saver" >/dev/null || { echo "the module is not running"; exit 1; }
+
+xscreensaver-command -deactivate >/dev/null
+for _ in $(seq 50); do pgrep -f "^$tmp/tavrel-saver" >/dev/null || break; sleep 0.1; done
+if pgrep -f "^$tmp/tavrel-saver" >/dev/null; then
+  echo "the module still runs after -deactivate"
+  exit 1
+fi
+echo "after -deactivate: the module has ended"
+xscreensaver-command -exit >/dev/null 2>&1 || true
+RUN
