@@ -19,7 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "canvas/image_io.h"
+#include "window/picture_file.h"
 #include "window/surface_view.h"
 
 namespace tavrel {
@@ -583,7 +583,7 @@ bool Form::LoadPicture(const std::string& fileName, Picture& out) {
     out = nullptr;
     return true;
   }
-  auto img = readBmp(fileName);
+  auto img = readBitmap(q(fileName));
   if (!img) return false;
   out = std::make_shared<const ImageData>(std::move(*img));
   return true;
