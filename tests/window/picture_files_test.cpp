@@ -259,10 +259,6 @@ TEST_F(PictureFiles, BrokenFilesGiveNothing) {
     QByteArray base;
     Change change;
   } broken[] = {
-      {"empty", good, [](QByteArray& b) { b.clear(); }},
-      {"file header only", good, [](QByteArray& b) { b.truncate(14); }},
-      {"headers only", good, [](QByteArray& b) { b.truncate(54); }},
-      {"last row cut short", good, [](QByteArray& b) { b.chop(1); }},
       {"not BM", good, [](QByteArray& b) { b[0] = 'X'; }},
       {"100000 x 100000 in 1 KB", good,
        [](QByteArray& b) { put(b, 18, 100000), put(b, 22, 100000), b.resize(1024); }},
@@ -288,7 +284,6 @@ TEST_F(PictureFiles, BrokenFilesGiveNothing) {
        [](QByteArray& b) { put(b, 28, 32, 2), put(b, 30, 3), b.append(5 * 4, 0); }},
       {"RLE stored top-down", rle4(), [](QByteArray& b) { put(b, 22, -5); }},
       {"RLE without its length", rle4(), [](QByteArray& b) { put(b, 34, 0); }},
-      {"RLE cut short", rle4(), [](QByteArray& b) { b.chop(4); }},
       {"a PNG under a .bmp name", asBytes(encodePng(pattern(35))), [](QByteArray&) {}},
       {"text", QByteArray("BM not a bitmap at all"), [](QByteArray&) {}},
   };
@@ -297,6 +292,10 @@ TEST_F(PictureFiles, BrokenFilesGiveNothing) {
     c.change(bytes);
     EXPECT_FALSE(readBitmap(write("broken.bmp", bytes))) << c.kind;
   }
+  // Every cut of a whole file, down to an empty one.
+  for (const QByteArray& whole : {good, rle4()})
+    for (qsizetype n = 0; n < whole.size(); ++n)
+      EXPECT_FALSE(readBitmap(write("cut.bmp", whole.first(n)))) << "cut at " << n;
 
   EXPECT_FALSE(readBitmap(path("missing.bmp")));
   ASSERT_TRUE(QDir(dir_.path()).mkdir("folder.bmp"));
