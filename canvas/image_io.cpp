@@ -13,10 +13,6 @@ namespace tavrel {
 
 namespace {
 
-// Big enough for every surface the program makes, small enough that a
-// corrupt header can't ask for gigabytes.
-constexpr std::int64_t kMaxSide = 32768;
-
 std::uint8_t red(Colour c) {
   return static_cast<std::uint8_t>(c & 0xFF);
 }
@@ -25,9 +21,6 @@ std::uint8_t green(Colour c) {
 }
 std::uint8_t blue(Colour c) {
   return static_cast<std::uint8_t>((c >> 16) & 0xFF);
-}
-Colour rgb(std::uint32_t r, std::uint32_t g, std::uint32_t b) {
-  return static_cast<Colour>(r | (g << 8) | (b << 16));
 }
 
 void putLittle(Bytes& out, std::uint32_t v, int bytes) {
@@ -246,73 +239,6 @@ Bytes encodeBmp(const ImageData& img) {
     out.resize(out.size() + (stride - static_cast<std::uint32_t>(img.width) * 3), 0);
   }
   return out;
-}
-
-std::optional<ImageData> decodeBmp(std::span<const std::uint8_t> file) {
-  constexpr std::size_t kFileHeader = 14;
-  if (file.size() < kFileHeader + 40 || file[0] != 'B' || file[1] != 'M') return std::nullopt;
-  const std::uint32_t dataOffset = little(file, 10, 4);
-  const std::uint32_t headerSize = little(file, 14, 4);
-  if (headerSize < 40 || headerSize > file.size() - kFileHeader) return std::nullopt;
-  const auto width = static_cast<std::int32_t>(little(file, 18, 4));
-  const auto rawHeight = static_cast<std::int32_t>(little(file, 22, 4));
-  const std::uint32_t planes = little(file, 26, 2);
-  const std::uint32_t bpp = little(file, 28, 2);
-  const std::uint32_t compression = little(file, 30, 4);
-  const std::uint32_t coloursUsed = little(file, 46, 4);
-
-  const bool topDown = rawHeight < 0;
-  const std::int64_t height = topDown ? -std::int64_t{rawHeight} : rawHeight;
-  if (planes != 1 || compression != 0) return std::nullopt;
-  if (bpp != 8 && bpp != 24 && bpp != 32) return std::nullopt;
-  if (width <= 0 || width > kMaxSide || height <= 0 || height > kMaxSide) return std::nullopt;
-
-  const std::uint64_t stride = ((static_cast<std::uint64_t>(width) * bpp + 31) / 32) * 4;
-  if (dataOffset > file.size() || stride * height > file.size() - dataOffset) return std::nullopt;
-
-  std::vector<Colour> palette;
-  if (bpp == 8) {
-    const std::uint32_t entries = coloursUsed == 0 ? 256 : coloursUsed;
-    const std::size_t paletteAt = kFileHeader + headerSize;
-    if (entries > 256 || paletteAt + std::size_t{entries} * 4 > dataOffset) return std::nullopt;
-    for (std::uint32_t i = 0; i < entries; ++i) {
-      const std::size_t p = paletteAt + std::size_t{i} * 4;
-      palette.push_back(rgb(file[p + 2], file[p + 1], file[p]));
-    }
-  }
-
-  ImageData img;
-  img.width = width;
-  img.height = static_cast<int>(height);
-  img.pixels.resize(static_cast<std::size_t>(width) * img.height);
-  for (int y = 0; y < img.height; ++y) {
-    const int fileRow = topDown ? y : img.height - 1 - y;
-    const std::uint8_t* src = file.data() + dataOffset + stride * fileRow;
-    Colour* dst = img.pixels.data() + static_cast<std::size_t>(y) * width;
-    for (int x = 0; x < width; ++x) {
-      if (bpp == 8) {
-        if (src[x] >= palette.size()) return std::nullopt;
-        dst[x] = palette[src[x]];
-      } else {
-        const std::uint8_t* p = src + static_cast<std::size_t>(x) * (bpp / 8);
-        dst[x] = rgb(p[2], p[1], p[0]);
-      }
-    }
-  }
-  return img;
-}
-
-std::optional<ImageData> readBmp(const std::filesystem::path& path) {
-  std::error_code ec;
-  const auto size = std::filesystem::file_size(path, ec);
-  if (ec || size > static_cast<std::uintmax_t>(kMaxSide * kMaxSide * 4 + 4096)) return std::nullopt;
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  Bytes bytes(static_cast<std::size_t>(size));
-  if (!in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size))) {
-    return std::nullopt;
-  }
-  return decodeBmp(bytes);
 }
 
 bool writeFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes) {

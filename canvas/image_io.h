@@ -1,11 +1,10 @@
-// Pictures to and from files: PNG (through libpng) and 24-bit BMP, both ways.
-// Colours stay exact; the encoders depend on nothing but their input, so the
-// same picture always gives the same bytes.
+// Pictures to and from files: PNG both ways (through libpng), 24-bit BMP
+// out. Colours stay exact; the encoders depend on nothing but their input,
+// so the same picture always gives the same bytes.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -44,11 +43,6 @@ std::optional<PngFile> decodePng(std::span<const std::uint8_t> file);
 std::optional<PngFile> readPng(const std::filesystem::path& path);
 // A 24-bit uncompressed BMP, rows bottom-up.
 Bytes encodeBmp(const ImageData& img);
-
-// Reads an uncompressed BMP of 8, 24 or 32 bits per pixel, rows stored either
-// way up. Anything else, or a file cut short or inconsistent, gives nothing.
-std::optional<ImageData> decodeBmp(std::span<const std::uint8_t> file);
-std::optional<ImageData> readBmp(const std::filesystem::path& path);
 
 // Writes through a temporary file and a rename, so a reader never sees half
 // a file. False when the file could not be written.

@@ -26,6 +26,7 @@
 
 #include "canvas/image_io.h"
 #include "window/colours_dialog.h"
+#include "window/picture_file.h"
 #include "window/print.h"
 #include "window/surface_view.h"
 
@@ -604,7 +605,7 @@ bool Form::LoadPicture(const std::string& fileName, Picture& out) {
     out = nullptr;
     return true;
   }
-  auto img = readBmp(fileName);
+  auto img = readBitmap(q(fileName));
   if (!img) return false;
   out = std::make_shared<const ImageData>(std::move(*img));
   return true;

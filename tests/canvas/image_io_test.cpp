@@ -33,9 +33,6 @@ std::uint32_t little32(const Bytes& b, std::size_t at) {
   return b[at] | (std::uint32_t{b[at + 1]} << 8) | (std::uint32_t{b[at + 2]} << 16) |
          (std::uint32_t{b[at + 3]} << 24);
 }
-void setLittle(Bytes& b, std::size_t at, std::uint32_t v, int bytes = 4) {
-  for (int i = 0; i < bytes; ++i) b[at + i] = static_cast<std::uint8_t>(v >> (8 * i));
-}
 
 struct TempDir {
   fs::path path;
@@ -193,89 +190,14 @@ TEST(Bmp, HeaderAndBottomUpPaddedRows) {
   EXPECT_EQ(bmp[61], 0);
 }
 
-TEST(Bmp, RoundTripAtEveryPadding) {
-  for (int w = 1; w <= 5; ++w) {
-    const ImageData img = make(
-        w, 3, [](int x, int y) { return static_cast<Colour>(0x010203 * (x + 1) + 0x300000 * y); });
-    const auto back = decodeBmp(encodeBmp(img));
-    ASSERT_TRUE(back) << w;
-    EXPECT_EQ(*back, img) << w;
-  }
-}
-
-TEST(Bmp, ReadsTopDown32BitAndPalettes) {
-  const ImageData img = smallColours();
-  // 32 bits per pixel, rows top-down: built by hand from the 24-bit file.
-  Bytes b32 = encodeBmp(img);
-  b32.resize(54);
-  setLittle(b32, 22, static_cast<std::uint32_t>(-img.height));
-  setLittle(b32, 28, 32, 2);
-  for (int y = 0; y < img.height; ++y) {
-    for (int x = 0; x < img.width; ++x) {
-      const Colour c = img.at(x, y);
-      b32.insert(b32.end(), {static_cast<std::uint8_t>(c >> 16), static_cast<std::uint8_t>(c >> 8),
-                             static_cast<std::uint8_t>(c), 0xFF});
-    }
-  }
-  const auto got32 = decodeBmp(b32);
-  ASSERT_TRUE(got32);
-  EXPECT_EQ(*got32, img);
-
-  // 8 bits per pixel with a two-entry palette; rows of 3 pixels pad to 4.
-  Bytes b8 = encodeBmp(make(3, 2, [](int, int) { return Colour{0}; }));
-  b8.resize(54);
-  setLittle(b8, 10, 54 + 8);
-  setLittle(b8, 28, 8, 2);
-  setLittle(b8, 46, 2);
-  b8.insert(b8.end(), {0x00, 0x00, 0xFF, 0, 0xFF, 0x00, 0x00, 0});  // red, blue
-  b8.insert(b8.end(), {1, 0, 1, 0, 0, 0, 1, 0});                    // bottom row, then top
-  const auto got8 = decodeBmp(b8);
-  ASSERT_TRUE(got8);
-  EXPECT_EQ(got8->at(0, 0), 0x0000FF);
-  EXPECT_EQ(got8->at(2, 0), 0xFF0000);
-  EXPECT_EQ(got8->at(0, 1), 0xFF0000);
-  EXPECT_EQ(got8->at(1, 1), 0x0000FF);
-}
-
-TEST(Bmp, BrokenFilesGiveNothing) {
-  const Bytes good = encodeBmp(smallColours());
-  ASSERT_TRUE(decodeBmp(good));
-  for (std::size_t n = 0; n < good.size(); ++n) {
-    EXPECT_FALSE(decodeBmp(std::span(good.data(), n))) << "cut at " << n;
-  }
-  auto broken = [&](auto change) {
-    Bytes b = good;
-    change(b);
-    return !decodeBmp(b).has_value();
-  };
-  EXPECT_TRUE(broken([](Bytes& b) { b[0] = 'X'; }));
-  EXPECT_TRUE(broken([](Bytes& b) { setLittle(b, 18, 0); }));  // no width
-  EXPECT_TRUE(broken([](Bytes& b) { setLittle(b, 18, static_cast<std::uint32_t>(-5)); }));
-  EXPECT_TRUE(broken([](Bytes& b) { setLittle(b, 22, 0x80000000u); }));  // INT_MIN rows
-  EXPECT_TRUE(broken([](Bytes& b) { setLittle(b, 18, 30000), setLittle(b, 22, 30000); }));
-  EXPECT_TRUE(broken([](Bytes& b) { setLittle(b, 18, 0x7FFFFFFF); }));
-  EXPECT_TRUE(broken([](Bytes& b) { setLittle(b, 10, 0xFFFFFFF0u); }));  // data offset
-  EXPECT_TRUE(broken([](Bytes& b) { setLittle(b, 14, 0xFFFFFFF0u); }));  // header size
-  EXPECT_TRUE(broken([](Bytes& b) { setLittle(b, 28, 16, 2); }));
-  EXPECT_TRUE(broken([](Bytes& b) { setLittle(b, 30, 1); }));     // RLE
-  EXPECT_TRUE(broken([](Bytes& b) { setLittle(b, 26, 2, 2); }));  // planes
-  // An 8-bit file whose pixel points past its palette.
-  EXPECT_TRUE(broken([](Bytes& b) {
-    setLittle(b, 28, 8, 2);
-    setLittle(b, 46, 1);
-    setLittle(b, 10, 58);
-    b[58] = 5;
-  }));
-}
-
 TEST(Files, WriteThenReadAndFailuresLeaveNothing) {
   TempDir dir;
   const ImageData img = smallColours();
   const fs::path file = dir.path / "p.bmp";
-  ASSERT_TRUE(writeFile(file, encodeBmp(img)));
-  const auto back = readBmp(file);
-  ASSERT_TRUE(back);
-  EXPECT_EQ(*back, img);
+  const Bytes bmp = encodeBmp(img);
+  ASSERT_TRUE(writeFile(file, bmp));
+  std::ifstream in(file, std::ios::binary);
+  EXPECT_EQ(Bytes(std::istreambuf_iterator<char>(in), {}), bmp);
   EXPECT_FALSE(fs::exists(dir.path / "p.bmp.tmp"));
   ASSERT_TRUE(writeFile(dir.path / "p.png", encodePng(img, {{"k", "v"}})));
   const auto png = readPng(dir.path / "p.png");
@@ -285,11 +207,6 @@ TEST(Files, WriteThenReadAndFailuresLeaveNothing) {
   EXPECT_FALSE(readPng(dir.path / "missing.png"));
   EXPECT_FALSE(readPng(dir.path));
   EXPECT_FALSE(readPng(file));
-
-  EXPECT_FALSE(readBmp(dir.path / "missing.bmp"));
-  EXPECT_FALSE(readBmp(dir.path));  // a folder
-  { std::ofstream(dir.path / "text.bmp") << "BM not really"; }
-  EXPECT_FALSE(readBmp(dir.path / "text.bmp"));
 
   EXPECT_FALSE(writeFile(dir.path / "no" / "such" / "x.png", encodePng(img)));
   EXPECT_FALSE(fs::exists(dir.path / "no"));

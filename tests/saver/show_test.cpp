@@ -138,10 +138,11 @@ class SaverPictures : public ::testing::Test {
 
   // Picture i (from 1) as tavrel-render writes it.
   ImageData rendered(const std::string& args, const std::string& name, int i) {
-    const std::string command = std::string("'") + TAVREL_RENDER + "' --screensaver --bmp --out '" +
+    const std::string command = std::string("'") + TAVREL_RENDER + "' --screensaver --out '" +
                                 dir_.string() + "' " + args + " >/dev/null";
     if (std::system(command.c_str()) != 0) ADD_FAILURE() << command;
-    return readBmp(dir_ / (name + "-" + std::to_string(i) + ".bmp")).value_or(ImageData{});
+    const auto png = readPng(dir_ / (name + "-" + std::to_string(i) + ".png"));
+    return png ? png->image : ImageData{};
   }
 
   fs::path dir_;
