@@ -27,10 +27,8 @@ void putLittle(Bytes& out, std::uint32_t v, int bytes) {
   for (int i = 0; i < bytes; ++i) out.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
 }
 
-std::uint32_t little(std::span<const std::uint8_t> b, std::size_t at, int bytes) {
-  std::uint32_t v = 0;
-  for (int i = 0; i < bytes; ++i) v |= std::uint32_t{b[at + i]} << (8 * i);
-  return v;
+Colour rgb(std::uint32_t r, std::uint32_t g, std::uint32_t b) {
+  return static_cast<Colour>(r | (g << 8) | (b << 16));
 }
 
 // PNG through libpng. libpng reports an error by a longjmp back to the
