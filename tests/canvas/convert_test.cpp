@@ -43,6 +43,8 @@ TEST(Convert, ValReadsTheLeadingNumber) {
   EXPECT_EQ(Val("+7"), 7);
   EXPECT_EQ(Val("-"), 0);
   EXPECT_EQ(Val("99"), 99);
+  EXPECT_EQ(Val("2d2"), 200);  // D marks an exponent too
+  EXPECT_THROW(Val("1e309"), RuntimeError);
 }
 
 TEST(Convert, TextOfNumbers) {

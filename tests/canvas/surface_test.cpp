@@ -142,8 +142,10 @@ TEST(Surface, CheapErasesLookLikeFullOnes) {
   s.Cls();  // the picture shows again under nothing
   EXPECT_EQ(s.pixel(1, 1), 0x010203);
   s.setPicture(nullptr);
-  s.resize(40, 25);
-  EXPECT_EQ(count(s, W), 1000);
+  s.plot(29, 19, OutlineColor);
+  s.resize(40, 25);  // what fits is kept, the rest takes the back colour
+  EXPECT_EQ(s.pixel(29, 19), OutlineColor);
+  EXPECT_EQ(count(s, W), 999);
 }
 
 TEST(Surface, PaintPictureCopiesAndClips) {

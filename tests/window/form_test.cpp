@@ -124,21 +124,6 @@ TEST_F(FormTest, PressesReachOnlyTheBareWindowAndClosingEnds) {
   EXPECT_THROW(form.close(), ProgramEnded);
 }
 
-TEST_F(FormTest, NoKeyReachesTheButtonUnderClickToBegin) {
-  QPushButton* command1 = child<QPushButton>("Command1");
-  int clicks = 0;
-  events.onClick = [&] { ++clicks; };
-  QTest::mouseClick(form.centralWidget(), Qt::LeftButton, {}, QPoint(300, 300));
-  QTest::keyClick(&form, Qt::Key_Space);
-  QTest::keyClick(&form, Qt::Key_Return);
-  EXPECT_EQ(clicks, 0);
-  EXPECT_NE(QApplication::focusWidget(), command1);
-  form.setVisible(Control::Command3, false);
-  command1->setFocus();
-  QTest::keyClick(command1, Qt::Key_Space);
-  EXPECT_EQ(clicks, 1);
-}
-
 TEST_F(FormTest, CaptionsWrapInTheWindowsOneFont) {
   form.showControlPanel();
   for (const char* name : {"Command1", "Option1", "Option2", "Label5"}) {

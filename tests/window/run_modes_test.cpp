@@ -5,7 +5,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QPushButton>
@@ -188,32 +187,6 @@ TEST_F(RunModes, SavedPicturesAreMadeAgainExactly) {
     ASSERT_TRUE(original && again) << file;
     EXPECT_EQ(original->image.width, 408);
     EXPECT_EQ(again->image, original->image) << file;
-  }
-}
-
-TEST_F(RunModes, BackdropsRotateUntilTheClick) {
-  const std::filesystem::path samples = TAVREL_SAMPLES;
-  for (int i = 2; i <= 7; ++i) {
-    const std::string name = "example" + std::to_string(i) + ".bmp";
-    std::filesystem::copy_file(samples / name, name);
-  }
-  std::vector<Picture> shown;
-  run({[&] {
-         shown.push_back(form.SurfaceWindow().picture());
-         for (int i = 0; i < 11; ++i) {
-           program.timerTick(TimerId::Timer4);
-           shown.push_back(form.SurfaceWindow().picture());
-         }
-         child<QPushButton>("Command3")->click();
-       },
-       [&] { program.menuClick(Menu::quit); }});
-  ASSERT_EQ(shown.size(), 12u);
-  for (std::size_t i = 0; i < shown.size(); ++i) {
-    ASSERT_NE(shown[i], nullptr);
-    EXPECT_EQ(shown[i]->width, 408);
-    if (i > 0) {
-      EXPECT_NE(*shown[i], *shown[i - 1]);
-    }
   }
 }
 
