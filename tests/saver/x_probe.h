@@ -1,49 +1,110 @@
-// Looks at an X server as a person would: what a window shows, where a
-// picture stands in it, which windows the clients made.
+// Looks at an X server as a person would: what a window shows, and where a
+// picture stands in it.
 #pragma once
 
 #include <xcb/xcb.h>
 
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+#include <memory>
 #include <optional>
 #include <vector>
 
 #include "canvas/surface.h"
+#include "tests/symmetry.h"
 
 namespace tavrel::saver::test {
 
-// Pixels read back from a window, widened to 0x00BBGGRR.
+template <typename T>
+using Reply = std::unique_ptr<T, decltype([](T* p) { std::free(p); })>;
+
+// Pixels read back from a window, widened to 0x00BBGGRR; `tolerance` is how
+// far a channel may be from its 8-bit value on this display.
 struct Shot {
-  int width = 0, height = 0;
+  int width = 0, height = 0, tolerance = 0;
   std::vector<Colour> pixels;
-  int tolerance = 0;  // how far a channel may be from its 8-bit value on this display
 
   Colour at(int x, int y) const { return pixels[static_cast<std::size_t>(y) * width + x]; }
-  bool near(Colour a, Colour b) const;
-  // Black as a person sees it; the outline colour 1 counts as black.
-  static bool dark(Colour c) {
-    return (c & 0xFF) < 24 && (c >> 8 & 0xFF) < 24 && (c >> 16 & 0xFF) < 24;
+  bool near(Colour a, Colour b) const {
+    for (int shift : {0, 8, 16})
+      if (std::abs((a >> shift & 0xFF) - (b >> shift & 0xFF)) > tolerance) return false;
+    return true;
   }
-  bool nearBlack(int x, int y) const { return dark(at(x, y)); }
+  // Black as a person sees it; the outline colour 1 counts as black.
+  static bool dark(Colour c) { return std::max({c & 0xFF, c >> 8 & 0xFF, c >> 16 & 0xFF}) < 24; }
 };
 
-// A rectangle of a window, or all of it when width is 0; none when it can't be read.
-std::optional<Shot> grab(xcb_connection_t* c, xcb_window_t window, int x = 0, int y = 0,
-                         int width = 0, int height = 0);
+// The whole window, its pixels decoded by the masks of its visual; rows as
+// the X server sends them, 16 bits a pixel at depth 16 and 32 above.
+inline std::optional<Shot> grab(xcb_connection_t* c, xcb_window_t window) {
+  const Reply<xcb_get_geometry_reply_t> g(
+      xcb_get_geometry_reply(c, xcb_get_geometry(c, window), nullptr));
+  if (!g) return std::nullopt;
+  const auto asked =
+      xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, window, 0, 0, g->width, g->height, ~0u);
+  const Reply<xcb_get_image_reply_t> img(xcb_get_image_reply(c, asked, nullptr));
+  const xcb_visualtype_t* v = nullptr;
+  for (auto d = xcb_screen_allowed_depths_iterator(xcb_setup_roots_iterator(xcb_get_setup(c)).data);
+       img && d.rem; xcb_depth_next(&d))
+    for (auto it = xcb_depth_visuals_iterator(d.data); it.rem; xcb_visualtype_next(&it))
+      if (it.data->visual_id == img->visual) v = it.data;
+  if (v == nullptr) return std::nullopt;
+  const auto widen = [](std::uint32_t pixel, std::uint32_t mask) {
+    return ((pixel & mask) >> std::countr_zero(mask)) * 255 / (mask >> std::countr_zero(mask));
+  };
+  // Five bits a channel at depth 16 widen to within 5 of their 8-bit value.
+  Shot shot{g->width, g->height, img->depth > 16 ? 0 : 5, {}};
+  const int bytes = img->depth > 16 ? 4 : 2,
+            stride = xcb_get_image_data_length(img.get()) / g->height;
+  const bool msb = xcb_get_setup(c)->image_byte_order == XCB_IMAGE_ORDER_MSB_FIRST;
+  for (int y = 0; y < shot.height; ++y)
+    for (int x = 0; x < shot.width; ++x) {
+      const std::uint8_t* p = xcb_get_image_data(img.get()) + y * stride + x * bytes;
+      std::uint32_t pixel = 0;
+      for (int i = 0; i < bytes; ++i) pixel |= std::uint32_t{p[i]} << 8 * (msb ? bytes - 1 - i : i);
+      shot.pixels.push_back(static_cast<Colour>(widen(pixel, v->red_mask) |
+                                                widen(pixel, v->green_mask) << 8 |
+                                                widen(pixel, v->blue_mask) << 16));
+    }
+  return shot;
+}
 
-struct Place {
-  int x = 0, y = 0;
-};
-// Where the picture, enlarged `zoom` times, stands in the shot: its top left
-// corner. Up to `overhang` pixels of it may lie beyond the right and bottom
-// edges.
-std::optional<Place> locate(const Shot& shot, const ImageData& picture, int zoom, int overhang = 0);
+using Place = xcb_point_t;
 
-// Whether everything but black in the shot lies inside the square of
-// `side` at `at`, and is mirror-symmetric left to right and top to bottom:
-// a picture alone on black, as a person sees it.
-bool aloneOnBlack(const Shot& shot, Place at, int side);
+// Where the picture, enlarged `zoom` times, stands in a shot where nothing
+// else shows: its top left corner, found from the first pixel that is not
+// black. Its right and bottom edges may lie beyond the shot's.
+inline std::optional<Place> locate(const Shot& shot, const ImageData& picture, int zoom) {
+  const auto firstLit = [](const std::vector<Colour>& pixels) {
+    return static_cast<int>(std::find_if_not(pixels.begin(), pixels.end(), Shot::dark) -
+                            pixels.begin());
+  };
+  const int p = firstLit(picture.pixels), s = firstLit(shot.pixels);
+  const Place at(s % shot.width - p % picture.width * zoom,
+                 s / shot.width - p / picture.width * zoom);
+  if (s == shot.width * shot.height || at.x < 0 || at.y < 0) return std::nullopt;
+  for (int y = 0; y < picture.height * zoom && at.y + y < shot.height; ++y)
+    for (int x = 0; x < picture.width * zoom && at.x + x < shot.width; ++x)
+      if (!shot.near(shot.at(at.x + x, at.y + y), picture.at(x / zoom, y / zoom)))
+        return std::nullopt;
+  return at;
+}
 
-// The root window's children, in stacking order.
-std::vector<xcb_window_t> topLevelWindows(xcb_connection_t* c);
+// Whether the shot is black but for the 102-pixel box of a picture at `at`,
+// enlarged `zoom` times, whose square mirrors left to right and top to bottom.
+inline bool aloneOnBlack(const Shot& shot, Place at, int zoom) {
+  int stray = 0, coloured = 0;
+  for (int y = 0; y < shot.height; ++y)
+    for (int x = 0; x < shot.width; ++x) {
+      const bool inBox = x >= at.x && y >= at.y && x < at.x + 102 * zoom && y < at.y + 102 * zoom;
+      (inBox ? coloured : stray) += !Shot::dark(shot.at(x, y));
+    }
+  return stray == 0 && coloured > 0 &&
+         testing_support::mirrorMismatches(
+             at.x + zoom, at.y + zoom, at.x + 100 * zoom - 1, at.y + 100 * zoom - 1, false,
+             [&](int x, int y) { return shot.at(x, y); },
+             [&](Colour a, Colour b) { return shot.near(a, b); }) <= coloured / 50;
+}
 
 }  // namespace tavrel::saver::test
