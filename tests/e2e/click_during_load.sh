@@ -21,6 +21,7 @@ trap cleanup EXIT
 for _ in $(seq 100); do [ -s "$tmp/display" ] && break; sleep 0.1; done
 DISPLAY=":$(head -1 "$tmp/display")"
 export DISPLAY
+export XDG_CONFIG_HOME=$tmp  # no saved settings of the user
 export QT_QPA_PLATFORM=xcb  # a real window on the X server, whatever the suite's default
 
 # 4096 x 4096, the most pixels a backdrop may have.
