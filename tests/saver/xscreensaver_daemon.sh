@@ -72,11 +72,13 @@ unset XSCREENSAVER_WINDOW TAVREL_SCALE
 
 setpriv --pdeathsig KILL xscreensaver -no-splash >"$tmp/daemon.log" 2>&1 &
 daemon=$!
-for _ in $(seq 100); do xscreensaver-command -version >/dev/null 2>&1 && break; sleep 0.1; done
+# A loaded machine may take its time to start the daemon: waits are long, and
+# each ends as soon as what it waits for is there.
+for _ in $(seq 300); do xscreensaver-command -version >/dev/null 2>&1 && break; sleep 0.1; done
 xscreensaver-command -activate >/dev/null
 
 shown=no
-for _ in $(seq 50); do
+for _ in $(seq 100); do
   if "$tmp/saver_screen_check" "$seed" >"$tmp/check.log" 2>&1; then shown=yes; break; fi
   sleep 0.2
 done
@@ -89,7 +91,7 @@ echo "after -activate: $(cat "$tmp/check.log")"
 pgrep -f "^$tmp/tavrel-saver" >/dev/null || { echo "the module is not running"; exit 1; }
 
 xscreensaver-command -deactivate >/dev/null
-for _ in $(seq 50); do pgrep -f "^$tmp/tavrel-saver" >/dev/null || break; sleep 0.1; done
+for _ in $(seq 100); do pgrep -f "^$tmp/tavrel-saver" >/dev/null || break; sleep 0.1; done
 if pgrep -f "^$tmp/tavrel-saver" >/dev/null; then
   echo "the module still runs after -deactivate"
   exit 1
