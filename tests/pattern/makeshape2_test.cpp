@@ -77,49 +77,32 @@ TEST(TileWalk, FrameTestRoundsDownOnBothSidesAndCrossingLimitIs25) {
   EXPECT_TRUE(tile::tooManyCrossings(st));
 }
 
-// A tile quarter: the frame, and an arm closing off the top left corner.
-struct PatchCase {
-  Surface win{200, 200, kWhite15};
-  AppState st;
-  const Centre c{100, 100};
-  PatchCase() {
+// A tile quarter: the frame, and a diagonal arm closing off the top left
+// corner. The patch looks at (56, 56) on the left and (144, 56) on the right.
+TEST(TileCornerPatch, TheLeftCornerTakesTheRightOnesColourOnlyWhenItIsWhite) {
+  const struct {
+    Colour paintLeft, right;  // paintLeft 0: the left corner stays white
+    Colour leftAfter, brushAfter;
+  } cases[] = {
+      {0x0000FF, kWhite15, 0x0000FF, 0x123456},  // already painted: nothing, not even the brush
+      {0, 0x00AA00, 0x00AA00, 0x00AA00},         // the right one's colour
+      {0, kWhite15, kWhite15, kWhite15},         // white on white
+      {0, OutlineColor, OutlineColor, OutlineColor},  // the right sample on an arm
+  };
+  for (const auto& k : cases) {
+    Surface win(200, 200, kWhite15);
+    AppState st;
     st.swidth = 100;
-    win.Line(LineFlags::Box, 51, 51, 149, 149, OutlineColor);
-    win.Line(LineFlags::Line, 52, 70, 71, 51, OutlineColor);  // a diagonal arm, closed for the fill
     st.fillcolor = 0x123456;
-  }
-};
-
-TEST(TileCornerPatch, FourCases) {
-  {  // the left sample is painted: nothing changes, not even the brush
-    PatchCase p;
-    p.win.FloodFill(1, 56, 56, OutlineColor);
-    const Colour before = p.win.Point(56, 56);
-    tile::cornerPatch(p.win, p.st, p.c);
-    EXPECT_EQ(p.win.Point(56, 56), before);
-    EXPECT_EQ(p.st.fillcolor, 0x123456);
-  }
-  {  // left white, right coloured: the left region takes exactly that colour
-    PatchCase p;
-    p.win.Line(LineFlags::FilledBox, 144, 56, 144, 56, 0x00AA00);
-    tile::cornerPatch(p.win, p.st, p.c);
-    EXPECT_EQ(p.win.Point(56, 56), 0x00AA00);
-    EXPECT_EQ(p.win.Point(53, 53), 0x00AA00);
-    EXPECT_EQ(p.win.Point(100, 100), kWhite15);  // beyond the arm
-    EXPECT_EQ(p.st.fillcolor, 0x00AA00);
-  }
-  {  // both white: white on white, nothing shows
-    PatchCase p;
-    tile::cornerPatch(p.win, p.st, p.c);
-    EXPECT_EQ(p.win.Point(56, 56), kWhite15);
-    EXPECT_EQ(p.win.Point(100, 100), kWhite15);
-  }
-  {  // the right sample on an arm: the left region takes the boundary colour
-    PatchCase p;
-    p.win.Line(LineFlags::FilledBox, 144, 56, 144, 56, OutlineColor);
-    tile::cornerPatch(p.win, p.st, p.c);
-    EXPECT_EQ(p.win.Point(56, 56), OutlineColor);
-    EXPECT_EQ(p.win.Point(100, 100), kWhite15);
+    win.Line(LineFlags::Box, 51, 51, 149, 149, OutlineColor);
+    win.Line(LineFlags::Line, 52, 70, 71, 51, OutlineColor);
+    if (k.paintLeft) win.Line(LineFlags::FilledBox, 56, 56, 56, 56, k.paintLeft);
+    win.Line(LineFlags::FilledBox, 144, 56, 144, 56, k.right);
+    tile::cornerPatch(win, st, {100, 100});
+    EXPECT_EQ(win.Point(56, 56), k.leftAfter);
+    EXPECT_EQ(win.Point(53, 53), k.paintLeft ? kWhite15 : k.leftAfter);  // the whole region
+    EXPECT_EQ(win.Point(100, 100), kWhite15);  // beyond the arm
+    EXPECT_EQ(st.fillcolor, k.brushAfter);
   }
 }
 

@@ -87,27 +87,19 @@ TEST(Points, MirrorInvariantsHoldAtEveryStep) {
     w.updateAfterStep();
     const double X = st.a - c.x, Y = st.b - c.y;
     const double U = (X + Y) / r2, V = (Y - X) / r2;
-    const double e = 1e-9;
-    ASSERT_NEAR(o.p2x - c.x, -X, e);
-    ASSERT_NEAR(o.p2y - c.y, Y, e);
-    ASSERT_NEAR(o.p3x - c.x, -X, e);
-    ASSERT_NEAR(o.p3y - c.y, -Y, e);
-    ASSERT_NEAR(o.p4x - c.x, X, e);
-    ASSERT_NEAR(o.p4y - c.y, -Y, e);
-    ASSERT_NEAR(o.p5x - c.x, Y, e);
+    // Each point less the centre, and where the group puts p1's image.
+    const std::pair<double, double> images[] = {
+        {o.p2x - c.x, -X},  {o.p2y - c.y, Y},  {o.p3x - c.x, -X}, {o.p3y - c.y, -Y},
+        {o.p4x - c.x, X},   {o.p4y - c.y, -Y}, {o.p5x - c.x, Y},  {o.p6x - c.x, Y},
+        {o.p6y - c.y, X},   {o.p7x - c.x, -Y}, {o.p7y - c.y, X},  {o.p8x - c.x, -Y},
+        {o.p8y - c.y, -X},  {o.qx[0] - c.x, U}, {o.qy[0] - c.y, V}, {o.qx[1] - c.x, V},
+        {o.qy[1] - c.y, U}, {o.qx[2] - c.x, U}, {o.qy[2] - c.y, -V}, {o.qx[3] - c.x, V},
+        {o.qy[3] - c.y, -U}, {o.qx[4] - c.x, -U}, {o.qy[4] - c.y, -V}, {o.qx[5] - c.x, -V},
+        {o.qy[5] - c.y, -U}, {o.qx[6] - c.x, -U}, {o.qy[6] - c.y, V}, {o.qx[7] - c.x, -V},
+        {o.qy[7] - c.y, U}};
+    for (std::size_t i = 0; i < std::size(images); ++i)
+      ASSERT_NEAR(images[i].first, images[i].second, 1e-9) << "image " << i << " step " << step;
     ASSERT_NEAR(st.p5ytext.value() - c.y, -X, 1e-8);  // drifts by the 15-digit rounding
-    ASSERT_NEAR(o.p6x - c.x, Y, e);
-    ASSERT_NEAR(o.p6y - c.y, X, e);
-    ASSERT_NEAR(o.p7x - c.x, -Y, e);
-    ASSERT_NEAR(o.p7y - c.y, X, e);
-    ASSERT_NEAR(o.p8x - c.x, -Y, e);
-    ASSERT_NEAR(o.p8y - c.y, -X, e);
-    const double qx[8] = {U, V, U, V, -U, -V, -U, -V};
-    const double qy[8] = {V, U, -V, -U, -V, -U, V, U};
-    for (int i = 0; i < 8; ++i) {
-      ASSERT_NEAR(o.qx[i] - c.x, qx[i], 1e-9) << "q" << i + 1;
-      ASSERT_NEAR(o.qy[i] - c.y, qy[i], 1e-9) << "q" << i + 1;
-    }
     // From the second step on a step moves p1 by exactly one pixel on one axis.
     ASSERT_EQ(std::max(std::fabs(w.stepx), std::fabs(w.stepy)), 1);
   }
