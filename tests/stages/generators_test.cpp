@@ -46,42 +46,38 @@ int asymmetry(const ImageData& p, bool diagonal) {
 class Generators : public testing::TestWithParam<GeneratorFn> {};
 
 TEST_P(Generators, SetUpClampsAndWritesBackTheFields) {
-  struct Case {
-    const char* text3;
-    const char* shown;
-    double detailfz;
-  } cases[] = {{"25", "25", 0}, {"1", "1", 12},     {"16", "16", 5},
-               {"24", "24", 1}, {"2.5", "2.5", 11}, {"30", "25", 0}, {"abc", "1", 12}};
-  for (const Case& c : cases) {
+  const struct {
+    const char *text1, *text3, *text5;  // as typed
+    bool fancy;
+    const char *text1After, *text3After, *text5After;
+    double detailfz, complexy;
+  } cases[] = {
+      {"0", "25", "10", true, "0", "25", "10", 0, 2},  {"-3", "1", "abc", true, "0", "1", "1", 12, 2},
+      {"99", "16", "99", false, "20", "16", "50", 5, 1}, {"7", "24", "0", true, "7", "24", "1", 1, 2},
+      {"x", "2.5", "3", true, "0", "2.5", "3", 11, 2},  {"0", "30", "1", true, "0", "25", "1", 0, 2},
+      {"0", "abc", "1", true, "0", "1", "1", 12, 2}};
+  for (const auto& c : cases) {
     HeadlessHost host(300, 240);
+    host.fields[0] = c.text1;
+    host.fields[1] = "7";
     host.fields[2] = c.text3;
+    host.fields[4] = c.text5;
+    host.option2 = c.fancy;
     AppState st;
+    st.centerf = 1;
     GetParam()(host, st);
-    EXPECT_EQ(host.fields[2], c.shown) << c.text3;
+    EXPECT_EQ(host.fields[0], c.text1After) << c.text1;
+    EXPECT_EQ(host.fields[1], "100");
+    EXPECT_EQ(host.fields[2], c.text3After) << c.text3;
+    EXPECT_EQ(host.fields[4], c.text5After) << c.text5;
     EXPECT_EQ(st.detailfz, c.detailfz) << c.text3;
+    EXPECT_EQ(st.complexy, c.complexy);
+    EXPECT_EQ(host.doEventsCalls, 1);
+    EXPECT_EQ(st.centerf, 0);
+    EXPECT_EQ(st.swidth, 100);
+    EXPECT_EQ(st.circle2, 1);
+    for (int i : {0, 7, 15}) EXPECT_EQ(st.usedcolors[i], 1);
   }
-  HeadlessHost host(300, 240);
-  host.fields[0] = "-3";
-  host.fields[1] = "7";
-  host.fields[4] = "abc";
-  AppState st;
-  st.centerf = 1;
-  GetParam()(host, st);
-  EXPECT_EQ(host.fields[0], "0");
-  EXPECT_EQ(host.fields[1], "100");
-  EXPECT_EQ(host.fields[4], "1");
-  EXPECT_EQ(host.doEventsCalls, 1);
-  host.fields[0] = "99";
-  host.fields[4] = "99";
-  host.option2 = false;
-  GetParam()(host, st);
-  EXPECT_EQ(host.fields[0], "20");
-  EXPECT_EQ(host.fields[4], "50");
-  EXPECT_EQ(st.complexy, 1);
-  EXPECT_EQ(st.centerf, 0);
-  EXPECT_EQ(st.swidth, 100);
-  EXPECT_EQ(st.circle2, 1);
-  for (int i : {0, 7, 15}) EXPECT_EQ(st.usedcolors[i], 1);
 }
 
 TEST_P(Generators, PicturesAreSymmetricFilledAndFramed) {
