@@ -35,9 +35,7 @@ TEST(Surface, ErasePlotAndPoint) {
   EXPECT_EQ(s.pixel(3, 6), OutlineColor);
   s.plot(6.5, 2.5, 0x123456);  // ties to even: pixel (6, 2)
   EXPECT_EQ(s.pixel(6, 2), 0x123456);
-  EXPECT_EQ(s.Point(-1, 0), -1);
-  EXPECT_EQ(s.Point(10, 0), -1);
-  EXPECT_EQ(s.Point(0, 9.6), -1);
+  for (auto [x, y] : {std::pair{-1.0, 0.0}, {10.0, 0.0}, {0.0, 9.6}}) EXPECT_EQ(s.Point(x, y), -1);
   s.plot(-3, 4, OutlineColor);  // off the surface: nothing, no error
   EXPECT_EQ(count(s, W), 98);
 }
@@ -99,13 +97,10 @@ TEST(Surface, FloodFillIsAFourConnectedBoundaryFill) {
 TEST(Surface, BrushesKeepOneAliveAndCurrent) {
   Surface s(4, 4);
   const Long first = s.CreateSolidBrush(0x111111);
-  const Long previous = s.SelectObject(s.hDC(), first);
-  s.DeleteObject(first);  // refused: current
-  s.DeleteObject(previous);
-  EXPECT_EQ(s.brushColour(), 0x111111);
+  s.SelectObject(s.hDC(), first);
   const Long second = s.CreateSolidBrush(0x222222);
   EXPECT_EQ(s.SelectObject(s.hDC(), second), first);
-  s.DeleteObject(second);
+  s.DeleteObject(second);  // refused: current
   s.DeleteObject(first);
   EXPECT_EQ(s.brushColour(), 0x222222);
   EXPECT_EQ(s.SelectObject(s.hDC(), first), 0);  // gone: nothing changes

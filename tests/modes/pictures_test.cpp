@@ -1,0 +1,60 @@
+// Keeping pictures, without a window: the palette from a file or the
+// editor, the print of a tile or a shape, and files never written over.
+#include "modes/pictures.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "modes/program.h"
+#include "tests/modes/fake_run_host.h"
+
+namespace tavrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(Pictures, PalettesComeFromAFileOrTheEditorAndABrokenFileChangesNothing) {
+  const fs::path dir = fs::temp_directory_path() / ("tavrel-pictures-" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  std::ofstream(dir / "two.gpl") << "GIMP Palette\n# two\n1 2 3\n4 5 6 second\n";
+  std::ofstream(dir / "broken.gpl") << "GIMP Palette\n1 2\n";
+  FakeRunHost host(300, 200);
+  Program program(host);
+  for (const char* file : {"broken.gpl", ""}) {  // broken, and cancelled
+    host.chosenFile = *file ? (dir / file).string() : "";
+    program.menuClick(Menu::impcolor);
+    EXPECT_EQ(program.st.userColors, basicPalette()) << file;
+  }
+  EXPECT_EQ(host.messages.size(), 1u);
+  host.chosenFile = (dir / "two.gpl").string();
+  program.menuClick(Menu::impcolor);  // two colours: the rest stay as they were
+  UserPalette expected = basicPalette();
+  expected[1] = 0x030201;
+  expected[2] = 0x060504;
+  EXPECT_EQ(program.st.userColors, expected);
+  program.menuClick(Menu::fgdfgfg);  // the editor cancelled
+  EXPECT_EQ(program.st.userColors, expected);
+  host.editedPalette = basicPalette();
+  program.menuClick(Menu::fgdfgfg);
+  EXPECT_EQ(program.st.userColors, basicPalette());
+
+  // Nothing to print before a picture; then a tile prints as a repeat.
+  program.menuClick(Menu::hgfhg);
+  EXPECT_EQ(host.prints, 0);
+  program.menuClick(Menu::cpp9);
+  program.click(Control::Command1);
+  program.menuClick(Menu::hgfhg);
+  EXPECT_EQ(host.prints, 1);
+  EXPECT_TRUE(host.printedRepeat);
+
+  const std::uint8_t bytes[] = {1, 2, 3};
+  EXPECT_EQ(writeNewFile(dir / "new", "a", "png", bytes), dir / "new" / "a.png");
+  EXPECT_EQ(writeNewFile(dir / "new", "a", "png", bytes), dir / "new" / "a-2.png");
+  EXPECT_EQ(fs::file_size(dir / "new" / "a.png"), 3u);
+  fs::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace tavrel
