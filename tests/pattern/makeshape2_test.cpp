@@ -1,5 +1,5 @@
-// What is the tile's own: its restart point and frame, the frame test and
-// crossing limit, the corner patch, and the eight-sided tile. What both
+// What is the tile's own: the frame test and crossing limit, the corner
+// patch, and the eight-sided tile. What both
 // generators share is in tests/stages/generators_test.cpp.
 #include "pattern/makeshape2.h"
 
@@ -11,7 +11,6 @@ namespace tavrel {
 namespace {
 
 using stages::Centre;
-using stages::Orbit;
 
 constexpr Colour kWhite15 = 0xFFFFFF;
 
@@ -29,28 +28,6 @@ struct Tile {
   }
   Colour at(int x, int y) { return host.SurfacePicture1().pixel(x, y); }
 };
-
-TEST(TileRestartPoint, FrameAt49AnchorsAtTheCentre) {
-  Surface win(400, 301, kWhite15);
-  AppState st;
-  st.swidth = 100;
-  st.hhmn = 7;
-  Orbit o;
-  const Centre c{200, 150};  // an odd height puts the centre on the lower row
-  tile::restartPoint(win, st, o, c);
-  EXPECT_EQ(win.Point(c.x - 49, c.y), OutlineColor);
-  EXPECT_EQ(win.Point(c.x + 49, c.y + 49), OutlineColor);
-  EXPECT_EQ(win.Point(c.x - 50, c.y), kWhite15);
-  EXPECT_EQ(win.Point(c.x, c.y + 50), kWhite15);
-  EXPECT_EQ(win.Point(c.x, c.y), kWhite15);
-  EXPECT_EQ(st.hhmn, 0);
-  EXPECT_EQ(st.a, c.x);
-  EXPECT_EQ(st.b, c.y);
-  EXPECT_EQ(st.p5ytext.value(), c.y);
-  for (double v : {o.p2x, o.p3x, o.p4x, o.p5x, o.p6x, o.p7x, o.p8x}) EXPECT_EQ(v, c.x);
-  for (double v : {o.p2y, o.p3y, o.p4y, o.p6y, o.p7y, o.p8y}) EXPECT_EQ(v, c.y);
-  for (int i = 0; i < 8; ++i) EXPECT_EQ(o.qx[i] + o.qy[i], c.x + c.y);
-}
 
 TEST(TileWalk, FrameTestRoundsDownOnBothSidesAndCrossingLimitIs25) {
   AppState st;

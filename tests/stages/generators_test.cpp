@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <tuple>
 #include <vector>
 
 #include "pattern/makeshape2.h"
@@ -130,7 +131,9 @@ TEST_P(Generators, UserColoursPaintTheRegionsBasicColoursPaint) {
 }
 
 // The pictures of a few seeds, pinned: no change may alter what the
-// generators make. FNV-1a of Picture1's pixels, true colours then basic.
+// generators make. FNV-1a of Picture1's pixels: three pictures in a row in
+// true colours, in basic colours, and in basic colours with eight sides and
+// regular strokes.
 TEST_P(Generators, PicturesOfKnownSeedsStayTheSame) {
   auto fnv = [](const ImageData& p) {
     std::uint64_t h = 1469598103934665603ull;
@@ -138,8 +141,11 @@ TEST_P(Generators, PicturesOfKnownSeedsStayTheSame) {
     return h;
   };
   std::vector<std::uint64_t> hashes;
-  for (double tcolor : {kTrueColours, kBasicColours}) {
+  for (auto [tcolor, sides, fancy] : {std::tuple{kTrueColours, "4", true},
+                                      {kBasicColours, "4", true}, {kBasicColours, "8", false}}) {
     HeadlessHost host(640, 480);
+    host.fields[3] = sides;
+    host.option2 = fancy;
     AppState st;
     st.rnd.Randomize(11);
     st.tcolor = tcolor;
@@ -152,10 +158,14 @@ TEST_P(Generators, PicturesOfKnownSeedsStayTheSame) {
       GetParam() == makeshape
           ? std::vector<std::uint64_t>{0x25c27bbf71ccc202ull, 0x4b5223455c601374ull,
                                        0xf05021c0e1c827acull, 0xee14955344c269f6ull,
-                                       0x8699176e52580f56ull, 0x8117b3fc4d306fe5ull}
+                                       0x8699176e52580f56ull, 0x8117b3fc4d306fe5ull,
+                                       0x049a19cd4dae147dull, 0x3033fae32aff0c7eull,
+                                       0x7d4655f910702c15ull}
           : std::vector<std::uint64_t>{0xb782789ca56e241bull, 0xb9e1f5c7f3894c8bull,
                                        0x2d99c18cf26bc00full, 0xb5fcb49d6abec143ull,
-                                       0xd3e32064c7fe3257ull, 0xd71257c9d44d23c7ull};
+                                       0xd3e32064c7fe3257ull, 0xd71257c9d44d23c7ull,
+                                       0x90553221d5e88903ull, 0xca3d85c2aad8b503ull,
+                                       0x9e63a510fc4e8903ull};
   EXPECT_EQ(hashes, pinned);
 }
 
