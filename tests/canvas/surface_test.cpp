@@ -94,19 +94,6 @@ TEST(Surface, FloodFillIsAFourConnectedBoundaryFill) {
   EXPECT_EQ(count(s, 0x00FF00), inside);
 }
 
-TEST(Surface, BrushesKeepOneAliveAndCurrent) {
-  Surface s(4, 4);
-  const Long first = s.CreateSolidBrush(0x111111);
-  s.SelectObject(s.hDC(), first);
-  const Long second = s.CreateSolidBrush(0x222222);
-  EXPECT_EQ(s.SelectObject(s.hDC(), second), first);
-  s.DeleteObject(second);  // refused: current
-  s.DeleteObject(first);
-  EXPECT_EQ(s.brushColour(), 0x222222);
-  EXPECT_EQ(s.SelectObject(s.hDC(), first), 0);  // gone: nothing changes
-  EXPECT_EQ(s.brushColour(), 0x222222);
-}
-
 // Erasing is lazy and wipes touch only what was drawn: none of it may show.
 TEST(Surface, CheapErasesLookLikeFullOnes) {
   Surface s(30, 20, kBlack);
