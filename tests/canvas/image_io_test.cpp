@@ -1,12 +1,13 @@
 #include "canvas/image_io.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <set>
 #include <utility>
 #include <vector>
+
+#include "tests/temp_dir.h"
 
 namespace tavrel {
 namespace {
@@ -55,8 +56,8 @@ TEST(Png, BrokenOrHugeFilesGiveNothing) {
 }
 
 TEST(Files, WrittenWholeOrNotAtAll) {
-  const fs::path dir =
-      fs::temp_directory_path() / ("tavrel-image-io-" + std::to_string(::getpid()));
+  const testing_support::TempDir temp;
+  const fs::path& dir = temp.path;
   fs::create_directories(dir / "taken.png" / "inside");
   ASSERT_TRUE(writeFile(dir / "p.png", encodePng(smallColours())));
   const auto png = readPng(dir / "p.png");
@@ -69,7 +70,6 @@ TEST(Files, WrittenWholeOrNotAtAll) {
   std::set<fs::path> left;
   for (const auto& e : fs::directory_iterator(dir)) left.insert(e.path().filename());
   EXPECT_EQ(left, (std::set<fs::path>{"p.png", "taken.png"}));
-  fs::remove_all(dir);
 }
 
 }  // namespace

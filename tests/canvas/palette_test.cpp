@@ -1,15 +1,10 @@
 #include "canvas/palette.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 
 namespace tavrel {
 namespace {
-
-namespace fs = std::filesystem;
 
 TEST(GimpPalette, ColoursInFileOrder) {
   // Names, comments, blank lines, tabs, CR LF and repeats; no newline at the end.
@@ -38,18 +33,6 @@ TEST(GimpPalette, BrokenFilesNameTheLineInOneLine) {
     EXPECT_NE(m.find(message), std::string::npos) << text << " gave: " << m;
     EXPECT_EQ(m.find('\n'), std::string::npos) << m;
   }
-}
-
-TEST(GimpPalette, FilesReadOrNamedInTheMessage) {
-  const fs::path dir = fs::temp_directory_path() / ("tavrel-palette-" + std::to_string(::getpid()));
-  fs::create_directories(dir);
-  std::ofstream(dir / "good.gpl") << "GIMP Palette\n10 20 30\n";
-  std::ofstream(dir / "bad.gpl") << "GIMP Palette\n10 20\n";
-  EXPECT_EQ(std::get<std::vector<Colour>>(readGimpPalette(dir / "good.gpl")),
-            std::vector<Colour>{0x1E140A});
-  for (const fs::path& p : {dir / "bad.gpl", dir / "missing.gpl", dir})
-    EXPECT_EQ(std::get<std::string>(readGimpPalette(p)).find(p.string() + "'"), 1u) << p;
-  fs::remove_all(dir);
 }
 
 }  // namespace

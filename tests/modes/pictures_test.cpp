@@ -9,6 +9,7 @@
 
 #include "modes/program.h"
 #include "tests/modes/fake_run_host.h"
+#include "tests/temp_dir.h"
 
 namespace tavrel {
 namespace {
@@ -16,8 +17,8 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(Pictures, PalettesComeFromAFileOrTheEditorAndABrokenFileChangesNothing) {
-  const fs::path dir = fs::temp_directory_path() / ("tavrel-pictures-" + std::to_string(getpid()));
-  fs::create_directories(dir);
+  const testing_support::TempDir temp;
+  const fs::path& dir = temp.path;
   std::ofstream(dir / "two.gpl") << "GIMP Palette\n# two\n1 2 3\n4 5 6 second\n";
   std::ofstream(dir / "broken.gpl") << "GIMP Palette\n1 2\n";
   FakeRunHost host(300, 200);
@@ -53,7 +54,6 @@ TEST(Pictures, PalettesComeFromAFileOrTheEditorAndABrokenFileChangesNothing) {
   EXPECT_EQ(writeNewFile(dir / "new", "a", "png", bytes), dir / "new" / "a.png");
   EXPECT_EQ(writeNewFile(dir / "new", "a", "png", bytes), dir / "new" / "a-2.png");
   EXPECT_EQ(fs::file_size(dir / "new" / "a.png"), 3u);
-  fs::remove_all(dir);
 }
 
 }  // namespace

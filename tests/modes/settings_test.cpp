@@ -10,6 +10,7 @@
 
 #include "modes/program.h"
 #include "tests/modes/fake_run_host.h"
+#include "tests/temp_dir.h"
 
 namespace tavrel {
 namespace {
@@ -40,20 +41,13 @@ TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
 
 class SettingsEntries : public testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("tavrel-settings-" + std::to_string(::getpid()));
-    fs::remove_all(dir_);
-    ::setenv("XDG_CONFIG_HOME", dir_.c_str(), 1);
-  }
-  void TearDown() override {
-    ::unsetenv("XDG_CONFIG_HOME");
-    fs::remove_all(dir_);
-  }
-  fs::path dir_;
+  void SetUp() override { ::setenv("XDG_CONFIG_HOME", dir_.path.c_str(), 1); }
+  void TearDown() override { ::unsetenv("XDG_CONFIG_HOME"); }
+  testing_support::TempDir dir_;
 };
 
 TEST_F(SettingsEntries, SavedSettingsComeBackAtStartAndRestoreRemovesThem) {
-  EXPECT_EQ(settingsPath(), dir_ / "tavrel" / "tavrel.ini");
+  EXPECT_EQ(settingsPath(), dir_.path / "tavrel" / "tavrel.ini");
   {
     FakeRunHost host(640, 480);
     Program program(host);
@@ -86,7 +80,6 @@ TEST_F(SettingsEntries, SavedSettingsComeBackAtStartAndRestoreRemovesThem) {
 }
 
 TEST_F(SettingsEntries, AFolderThatCantBeWrittenGivesAMessage) {
-  fs::create_directories(dir_);
   std::ofstream(dir_ / "tavrel") << "a file where the folder should be";
   FakeRunHost host(640, 480);
   Program program(host);

@@ -9,12 +9,15 @@
 #include <unistd.h>
 
 #include <charconv>
+#include <filesystem>
 #include <functional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
 
-#include "saver/show.h"
+#include "canvas/image_io.h"
+#include "tests/temp_dir.h"
 #include "x_probe.h"
 
 namespace tavrel::saver::test {
@@ -64,6 +67,23 @@ class Child {
   std::optional<int> status_;
 };
 
+// The pictures tavrel-render --screensaver writes with these options, in order:
+// the module must show these.
+std::vector<ImageData> rendered(const std::string& options, int count) {
+  const testing_support::TempDir dir;
+  const std::string command = "'" TAVREL_RENDER "' --screensaver --count " +
+                              std::to_string(count) + " --out '" + dir.path.string() + "' " +
+                              options + " >/dev/null";
+  std::vector<std::filesystem::path> files;
+  if (std::system(command.c_str()) == 0)
+    for (const auto& file : std::filesystem::directory_iterator(dir.path)) files.push_back(file);
+  std::ranges::sort(files);  // NAME-1.png, NAME-2.png, ...
+  std::vector<ImageData> pictures;
+  for (const auto& file : files) pictures.push_back(readPng(file).value_or(PngFile{}).image);
+  if (std::ssize(pictures) != count) throw std::runtime_error("no pictures from " + command);
+  return pictures;
+}
+
 std::string hex(std::uint32_t id) {
   char text[16] = "0x";
   return {text, std::to_chars(text + 2, text + sizeof text, id, 16).ptr};
@@ -105,9 +125,12 @@ class SaverX : public ::testing::Test {
     return win;
   }
 
-  // The module, with the daemon's variable set to `window` unless that is empty.
-  Child& startModule(std::vector<std::string> args, const std::string& window = "") {
-    args.insert(args.begin(), TAVREL_SAVER);
+  // The module with these options, the daemon's variable set to `window`
+  // unless that is empty.
+  Child& startModule(const std::string& options, const std::string& window = "") {
+    std::vector<std::string> args{TAVREL_SAVER};
+    std::istringstream words(options);
+    for (std::string w; words >> w;) args.push_back(w);
     window.empty() ? unsetenv("XSCREENSAVER_WINDOW")
                    : setenv("XSCREENSAVER_WINDOW", window.c_str(), 1);
     return *modules_.emplace_back(std::make_unique<Child>(args));
@@ -135,10 +158,10 @@ class SaverX : public ::testing::Test {
 
 TEST_F(SaverX, InTheGivenWindowOnlyAPictureThatMovesIsReplacedAndEndsOnSigterm) {
   ASSERT_TRUE(openDisplay("640x480x24"));
-  Pictures pictures(Settings{}, 11, 400, 300);
-  const ImageData first = *pictures.next(), second = *pictures.next();
+  const auto pictures = rendered("--seed 11", 2);
+  const ImageData &first = pictures[0], &second = pictures[1];
   const xcb_window_t host = hostWindow(60, 40, 400, 300);
-  Child& module = startModule({"--window-id", hex(host), "--seed", "11", "--interval", "1"});
+  Child& module = startModule("--window-id " + hex(host) + " --seed 11 --interval 1");
   const auto shown = waitForPicture(host, first);
   ASSERT_TRUE(shown) << module.stderrText();
   // Held up a moment, as on a busy machine, it catches up in one jump. It
@@ -163,19 +186,17 @@ TEST_F(SaverX, InTheGivenWindowOnlyAPictureThatMovesIsReplacedAndEndsOnSigterm) 
 // dialog's preview, one device pixel a program pixel, until it is destroyed.
 TEST_F(SaverX, SixteenBitRootWindowAndAPreviewUntilItIsDestroyed) {
   ASSERT_TRUE(openDisplay("1920x1080x16"));
-  Settings pattern;
-  pattern.generator = Generator::pattern;
-  Child& root = startModule({"--root", "--seed", "30", "--generator", "pattern"});
-  const auto onRoot = waitForPicture(screen_->root, *Pictures(pattern, 30, 400, 300).next(), 2);
+  const std::string pattern = "--seed 30 --generator pattern --colors basic --detail 5";
+  Child& root = startModule("--root " + pattern);
+  const auto onRoot = waitForPicture(screen_->root, rendered(pattern, 1)[0], 2);
   ASSERT_TRUE(onRoot) << root.stderrText();
   EXPECT_EQ(onRoot->x % 2 + onRoot->y % 2, 0);
 
-  Pictures pictures(Settings{}, 3, 400, 300);
-  const ImageData first = *pictures.next(), second = *pictures.next();
+  const auto pictures = rendered("--seed 3", 2);
+  const ImageData &first = pictures[0], &second = pictures[1];
   // A decimal id given outright wins over the daemon's variable.
   const xcb_window_t preview = hostWindow(0, 0, 200, 150);
-  Child& module =
-      startModule({"-window-id", std::to_string(preview), "-seed", "3"}, hex(screen_->root));
+  Child& module = startModule("-window-id " + std::to_string(preview) + " -seed 3", hex(screen_->root));
   ASSERT_TRUE(waitForPicture(preview, first)) << module.stderrText();
   // SIGUSR1: the next picture, long before the 10-second interval.
   module.signal(SIGUSR1);
@@ -189,12 +210,12 @@ TEST_F(SaverX, SixteenBitRootWindowAndAPreviewUntilItIsDestroyed) {
 
 TEST_F(SaverX, BadInputGivesOneLineAndAnExitStatus) {
   ASSERT_TRUE(openDisplay("320x240x24"));
-  const std::tuple<std::vector<std::string>, std::string, int, std::string> cases[] = {
-      {{"--bogus"}, "", 2, "unknown option '--bogus'"},
-      {{"-interval", "0"}, "", 2, "'0' is not a number of seconds"},
-      {{"--window-id", "zz"}, "", 2, "'zz' is not a window id"},
-      {{"-root"}, "junk", 2, "XSCREENSAVER_WINDOW 'junk'"},
-      {{"--window-id", "0x1fffff0"}, "", 1, "there is no window 0x1fffff0"},
+  const std::tuple<const char*, const char*, int, std::string> cases[] = {
+      {"--bogus", "", 2, "unknown option '--bogus'"},
+      {"-interval 0", "", 2, "'0' is not a number of seconds"},
+      {"--window-id zz", "", 2, "'zz' is not a window id"},
+      {"-root", "junk", 2, "XSCREENSAVER_WINDOW 'junk'"},
+      {"--window-id 0x1fffff0", "", 1, "there is no window 0x1fffff0"},
   };
   for (const auto& [args, variable, status, says] : cases) {
     Child& module = startModule(args, variable);

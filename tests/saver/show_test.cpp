@@ -1,20 +1,12 @@
 #include "saver/show.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-
-#include "canvas/image_io.h"
 
 namespace tavrel::saver {
 namespace {
-
-namespace fs = std::filesystem;
 
 // The box of the square's places over `steps` steps, each of which must be
 // one pixel each way.
@@ -58,33 +50,6 @@ TEST(SaverUncovered, ClearsExactlyWhatTheMoveLeft) {
                 << "move " << dx << "," << dy << " size " << size << " at " << x << "," << y;
           }
       }
-}
-
-// The module's pictures are the renderer's: same seed, same options, same
-// order, whatever the window's size.
-TEST(SaverPictures, TheRenderersInOrderAtAnyWindowSize) {
-  Settings pattern;
-  pattern.generator = Generator::pattern;
-  pattern.trueColours = false;
-  pattern.detail = 5;
-  const fs::path dir = fs::temp_directory_path() / ("tavrel-saver-" + std::to_string(getpid()));
-  fs::create_directories(dir);
-  for (const auto& [s, seed, args, name] :
-       {std::tuple{Settings{}, 42u, "--seed 42", "shape-42"},
-        std::tuple{pattern, 7u, "--generator pattern --seed 7 --colors basic --detail 5",
-                   "pattern-7"}}) {
-    const std::string command = "'" TAVREL_RENDER "' --screensaver --count 2 --out '" +
-                                dir.string() + "' " + args + " >/dev/null";
-    EXPECT_EQ(std::system(command.c_str()), 0) << command;
-    for (auto [w, h] : {std::pair{200, 150}, std::pair{960, 540}}) {
-      Pictures pictures(s, seed, w, h);
-      for (const char* i : {"-1.png", "-2.png"}) {
-        const auto png = readPng(dir / (std::string(name) + i));
-        EXPECT_TRUE(png && *pictures.next() == png->image) << args << " at " << w << "x" << h;
-      }
-    }
-  }
-  fs::remove_all(dir);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -35,8 +34,8 @@ struct Shot {
   static bool dark(Colour c) { return std::max({c & 0xFF, c >> 8 & 0xFF, c >> 16 & 0xFF}) < 24; }
 };
 
-// The whole window, its pixels decoded by the masks of its visual; rows as
-// the X server sends them, 16 bits a pixel at depth 16 and 32 above.
+// The whole window's pixels as Xvfb sends them: at depth 16 two bytes of
+// 5-6-5 bits a pixel, above that four bytes, blue first.
 inline std::optional<Shot> grab(xcb_connection_t* c, xcb_window_t window) {
   const Reply<xcb_get_geometry_reply_t> g(
       xcb_get_geometry_reply(c, xcb_get_geometry(c, window), nullptr));
@@ -44,28 +43,18 @@ inline std::optional<Shot> grab(xcb_connection_t* c, xcb_window_t window) {
   const auto asked =
       xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, window, 0, 0, g->width, g->height, ~0u);
   const Reply<xcb_get_image_reply_t> img(xcb_get_image_reply(c, asked, nullptr));
-  const xcb_visualtype_t* v = nullptr;
-  for (auto d = xcb_screen_allowed_depths_iterator(xcb_setup_roots_iterator(xcb_get_setup(c)).data);
-       img && d.rem; xcb_depth_next(&d))
-    for (auto it = xcb_depth_visuals_iterator(d.data); it.rem; xcb_visualtype_next(&it))
-      if (it.data->visual_id == img->visual) v = it.data;
-  if (v == nullptr) return std::nullopt;
-  const auto widen = [](std::uint32_t pixel, std::uint32_t mask) {
-    return ((pixel & mask) >> std::countr_zero(mask)) * 255 / (mask >> std::countr_zero(mask));
-  };
+  if (!img) return std::nullopt;
   // Five bits a channel at depth 16 widen to within 5 of their 8-bit value.
-  Shot shot{g->width, g->height, img->depth > 16 ? 0 : 5, {}};
-  const int bytes = img->depth > 16 ? 4 : 2,
-            stride = xcb_get_image_data_length(img.get()) / g->height;
-  const bool msb = xcb_get_setup(c)->image_byte_order == XCB_IMAGE_ORDER_MSB_FIRST;
+  const bool deep = img->depth > 16;
+  Shot shot{g->width, g->height, deep ? 0 : 5, {}};
+  const int stride = xcb_get_image_data_length(img.get()) / g->height;
   for (int y = 0; y < shot.height; ++y)
     for (int x = 0; x < shot.width; ++x) {
-      const std::uint8_t* p = xcb_get_image_data(img.get()) + y * stride + x * bytes;
-      std::uint32_t pixel = 0;
-      for (int i = 0; i < bytes; ++i) pixel |= std::uint32_t{p[i]} << 8 * (msb ? bytes - 1 - i : i);
-      shot.pixels.push_back(static_cast<Colour>(widen(pixel, v->red_mask) |
-                                                widen(pixel, v->green_mask) << 8 |
-                                                widen(pixel, v->blue_mask) << 16));
+      const std::uint8_t* p = xcb_get_image_data(img.get()) + y * stride + x * (deep ? 4 : 2);
+      const unsigned v = p[0] | p[1] << 8;
+      shot.pixels.push_back(static_cast<Colour>(
+          deep ? p[2] | p[1] << 8 | p[0] << 16
+               : (v >> 11) * 255 / 31 | (v >> 5 & 63) * 255 / 63 << 8 | (v & 31) * 255 / 31 << 16));
     }
   return shot;
 }

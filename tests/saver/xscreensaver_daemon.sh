@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
 # Debian's XScreenSaver daemon runs the module: a ~/.xscreensaver that lists
 # only it, `xscreensaver-command -activate`, the module's picture on the
-# screen; `-deactivate`, the module gone.
-# Usage: xscreensaver_daemon.sh TAVREL_SAVER SCREEN_CHECK
-# Exit 77 (skipped) when the daemon is not installed.
+# screen, the very picture tavrel-render makes of its seed; `-deactivate`,
+# the module gone.
+# Usage: xscreensaver_daemon.sh TAVREL_SAVER TAVREL_RENDER
+# Exit 77 (skipped) when the daemon or ImageMagick is not installed.
 set -euo pipefail
-module=$1 check=$2
+module=$1 render=$2
 seed=5
 
-if ! command -v xscreensaver >/dev/null || ! command -v xscreensaver-command >/dev/null; then
-  echo "skipped: the xscreensaver package is not installed"
-  exit 77
-fi
+for tool in xscreensaver xscreensaver-command import compare; do
+  command -v "$tool" >/dev/null || { echo "skipped: $tool is not installed"; exit 77; }
+done
 
 # The daemon refuses to run modules as root: as root, run it as a user of its own.
 user=$(id -un)
@@ -23,8 +23,12 @@ fi
 # The user's home for this run: a fresh folder, so runs never share settings.
 tmp=$(mktemp -d /tmp/tavrel-saver-daemon.XXXXXX)
 trap 'rm -rf "$tmp"' EXIT
-cp "$module" "$check" "$tmp/"
+cp "$module" "$tmp/"
 chmod 755 "$tmp"
+# What the screen must show: the first picture of the seed, cut down to what
+# is not near-black, as a screenshot of it alone on black is cut.
+"$render" --screensaver --seed "$seed" --out "$tmp" >/dev/null
+convert "$tmp/shape-$seed-1.png" -fuzz 9% -trim +repage "$tmp/wanted.png"
 # The programs line as the README shows it.
 cat >"$tmp/.xscreensaver" <<SETTINGS
 mode: one
@@ -79,15 +83,18 @@ xscreensaver-command -activate >/dev/null
 
 shown=no
 for _ in $(seq 100); do
-  if "$tmp/saver_screen_check" "$seed" >"$tmp/check.log" 2>&1; then shown=yes; break; fi
+  import -window root "$tmp/shot.png" 2>/dev/null &&
+    convert "$tmp/shot.png" -fuzz 9% -trim +repage "$tmp/seen.png" 2>/dev/null &&
+    different=$(compare -metric AE "$tmp/wanted.png" "$tmp/seen.png" null: 2>&1) &&
+    [ "$different" = 0 ] && { shown=yes; break; }
   sleep 0.2
 done
 if [ "$shown" != yes ]; then
-  echo "no picture after -activate: $(cat "$tmp/check.log")"
+  echo "after -activate the screen does not show the picture alone on black"
   cat "$tmp/daemon.log"
   exit 1
 fi
-echo "after -activate: $(cat "$tmp/check.log")"
+echo "after -activate: the picture of seed $seed, alone on black"
 pgrep -f "^$tmp/tavrel-saver" >/dev/null || { echo "the module is not running"; exit 1; }
 
 xscreensaver-command -deactivate >/dev/null

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -16,6 +15,7 @@
 #include "canvas/convert.h"
 #include "canvas/image_io.h"
 #include "state/recipe.h"
+#include "tests/temp_dir.h"
 
 namespace tavrel {
 namespace {
@@ -43,12 +43,6 @@ PngFile png(const fs::path& p) {
 class RenderTest : public ::testing::Test {
  protected:
   static std::string quoted(const fs::path& p) { return '\'' + p.string() + '\''; }
-  void SetUp() override {
-    std::string name = fs::temp_directory_path() / "tavrel-render-test-XXXXXX";
-    ASSERT_TRUE(::mkdtemp(name.data()));
-    root_ = name;
-  }
-  void TearDown() override { fs::remove_all(root_); }
 
   fs::path folder(const std::string& name) {
     fs::create_directories(root_ / name);
@@ -65,7 +59,8 @@ class RenderTest : public ::testing::Test {
     return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   }
 
-  fs::path root_;
+  testing_support::TempDir temp_;
+  const fs::path& root_ = temp_.path;
   std::string out_, err_;
 };
 
