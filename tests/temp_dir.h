@@ -4,24 +4,19 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 
 namespace tavrel::testing_support {
 
 struct TempDir {
-  std::filesystem::path path;
-  TempDir() {
+  std::filesystem::path path = [] {
     std::string name = std::filesystem::temp_directory_path() / "tavrel-test-XXXXXX";
-    if (!::mkdtemp(name.data())) throw std::runtime_error("no temporary folder");
-    path = name;
-  }
+    return ::mkdtemp(name.data()) ? name : throw std::filesystem::filesystem_error("mkdtemp", {});
+  }();
   ~TempDir() {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
   }
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
   std::filesystem::path operator/(const std::filesystem::path& p) const { return path / p; }
 };
 

@@ -116,16 +116,10 @@ TEST(CreatePattern, ATileFillsTheWindowInRegularModeOnly) {
     }
   for (int y = 1; y <= 98; ++y)
     for (int x = 1; x <= 98; ++x) ASSERT_EQ(win.pixel(300 + x, 200 + y), tile->at(x, y));
-
   // The screen-saver bounces the tile alone over the cover.
   program.menuClick(Menu::ssaver);
   program.timerTick(TimerId::Timer1);
   EXPECT_EQ(win.pixel(350, 250), OutlineColor);
-  // A single shape stands alone again.
-  program.menuClick(Menu::regmode);
-  program.menuClick(Menu::csingle);
-  program.click(Control::Command1);
-  EXPECT_EQ(win.pixel(5, 5), OutlineColor);
 }
 
 }  // namespace

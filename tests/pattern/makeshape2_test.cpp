@@ -1,6 +1,6 @@
-// What is the tile's own: the frame test and crossing limit, the corner
-// patch, and the eight-sided tile. What both
-// generators share is in tests/stages/generators_test.cpp.
+// What is the tile's own: the frame test and crossing limit, and the corner
+// patch. What both generators share, and the pictures of known seeds with
+// two and eight sides, are in tests/stages/generators_test.cpp.
 #include "pattern/makeshape2.h"
 
 #include <gtest/gtest.h>
@@ -13,21 +13,6 @@ namespace {
 using stages::Centre;
 
 constexpr Colour kWhite15 = 0xFFFFFF;
-
-struct Tile {
-  HeadlessHost host{400, 300};
-  AppState st;
-  GenerationStats stats;
-
-  explicit Tile(std::uint32_t seed, std::string sides = "4", double tcolor = 1) {
-    st.rnd.Randomize(seed);
-    st.tcolor = tcolor;
-    st.swidth = 100;
-    host.fields[3] = std::move(sides);
-    stats = makeshape2(host, st);
-  }
-  Colour at(int x, int y) { return host.SurfacePicture1().pixel(x, y); }
-};
 
 TEST(TileWalk, FrameTestRoundsDownOnBothSidesAndCrossingLimitIs25) {
   AppState st;
@@ -82,24 +67,6 @@ TEST(TileCornerPatch, TheLeftCornerTakesTheRightOnesColourOnlyWhenItIsWhite) {
     EXPECT_EQ(st.fillcolor, k.brushAfter);
   }
 }
-
-TEST(Makeshape2, EightSidesGiveFrameCentrePixelAndOneColour) {
-  for (std::uint32_t seed : {1u, 2u, 3u}) {
-    Tile t(seed, "8", seed == 3 ? 0 : 1);
-    EXPECT_EQ(t.stats.restarts, 0);
-    const Colour inside = t.at(10, 10);
-    EXPECT_NE(inside, kWhite15);
-    EXPECT_NE(inside, OutlineColor);
-    for (int y = 1; y <= 100; ++y)
-      for (int x = 1; x <= 100; ++x) {
-        const bool frame = x == 1 || x == 99 || y == 1 || y == 99 || x == 100 || y == 100;
-        const bool centre = x == 50 && y == 50;
-        ASSERT_EQ(t.at(x, y), frame || centre ? OutlineColor : inside)
-            << "seed " << seed << " at " << x << "," << y;
-      }
-  }
-}
-
 
 }  // namespace
 }  // namespace tavrel

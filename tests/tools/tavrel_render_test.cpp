@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "canvas/convert.h"
 #include "canvas/image_io.h"
 #include "state/recipe.h"
 #include "tests/temp_dir.h"
@@ -133,8 +132,6 @@ TEST_F(RenderTest, NamesLinesSizesAndTheSameSeedTwice) {
   EXPECT_EQ(filesIn(a).size(), 4u);
   EXPECT_EQ(png(stem + "-2.png").image.width, 102);
   EXPECT_EQ(png(stem + "-2-window.png").image.height, 240);
-  // The second picture goes on from the state the first left.
-  EXPECT_NE(png(stem + "-1.png").image, png(stem + "-2.png").image);
   // The seed given makes the same files again.
   ASSERT_EQ(render("--seed " + m[1].str() + opts + quoted(b)), 0);
   for (const std::string& name : filesIn(a)) EXPECT_EQ(slurp(a / name), slurp(b / name)) << name;

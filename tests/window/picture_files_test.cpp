@@ -165,9 +165,7 @@ TEST_F(PictureFiles, BrokenFilesGiveNothing) {
 
 TEST_F(PictureFiles, SizeLimitsAreInclusive) {
   const auto fits = [this](int w, int h) { return readBitmap(write(rle8(w, h))).has_value(); };
-  const auto atPixelLimit = readBitmap(write(rle8(4096, 4096)));
-  ASSERT_TRUE(atPixelLimit);
-  EXPECT_EQ(atPixelLimit->pixels.size(), std::size_t{1} << 24);
+  EXPECT_EQ(readBitmap(write(rle8(4096, 4096))).value_or(ImageData{}).pixels.size(), 1u << 24);
   EXPECT_TRUE(fits(kMaxBitmapSide, 2048));
   EXPECT_TRUE(fits(2048, kMaxBitmapSide));
   EXPECT_FALSE(fits(4097, 4096));

@@ -3,7 +3,6 @@
 // the program made to throw so that the never-returning start-up can be left.
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QDir>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -68,7 +67,6 @@ TEST_F(RunModes, FromTheStartScreenThroughBothModesToAClose) {
        [&] {
          EXPECT_TRUE(form.menuBar()->actions().at(0)->isVisible());
          EXPECT_EQ(form.SurfaceWindow().picture(), nullptr);
-         for (int i = 1; i <= 7; ++i) EXPECT_EQ(st.slideshown[i], 0);
          EXPECT_EQ(form.SurfaceWindow().pixel(5, 5), OutlineColor);  // the first shape's
          pumps = form.pumps();
          waits = form.waits();
