@@ -38,6 +38,10 @@ TEST(Surface, ErasePlotAndPoint) {
   for (auto [x, y] : {std::pair{-1.0, 0.0}, {10.0, 0.0}, {0.0, 9.6}}) EXPECT_EQ(s.Point(x, y), -1);
   s.plot(-3, 4, OutlineColor);  // off the surface: nothing, no error
   EXPECT_EQ(count(s, W), 98);
+  // Longer lines stop one pixel short of their end; absurd ones are clipped.
+  s.Line(LineFlags::Line, 0, 9, 6, 7, 0x00FF00);
+  s.Line(LineFlags::Line, -5, 3, 1e9, 3, 0x0000FF);
+  EXPECT_EQ(std::pair(count(s, 0x00FF00), count(s, 0x0000FF)), std::pair(6, 10));
 }
 
 TEST(Surface, BoxesAreClipped) {

@@ -21,7 +21,6 @@ TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
   Settings s{"7", "3", false, true, kUserColours, PatternMode::repeat, basicPalette(), 9};
   s.palette[3] = 0x123456;
   EXPECT_EQ(parseSettings(formatSettings(s)), s);
-  EXPECT_EQ(parseSettings(""), Settings{});
   EXPECT_EQ(parseSettings("\x01\xff garbage\n=\n[x]\nzoom\n"), Settings{});
 
   const Settings edited = parseSettings(

@@ -69,6 +69,7 @@ TEST_F(RenderTest, BadInputIsOneLineExitTwoAndNoFile) {
   { std::ofstream(in / "bad.gpl") << "GIMP Palette\n1 2 300\n"; }
   ASSERT_EQ(render("--seed 1 --surface 1100x300 --out " + quoted(in)), 0);
   const fs::path made = in / "shape-1-1.png";
+  EXPECT_EQ(filesIn(in), (std::set<std::string>{"bad.gpl", made.filename()}));  // one picture
   const PngFile good = png(made);
   const std::string recipe = good.texts.at(0).second;
   // The picture without its recipe, and with a recipe cut short, holding a bad field or
@@ -88,7 +89,7 @@ TEST_F(RenderTest, BadInputIsOneLineExitTwoAndNoFile) {
     EXPECT_EQ(out_, "") << args;
   };
   for (const char* args :
-       {"--bogus", "--seed", "--seed 4294967296", "--seed -1", "--count 0", "--surface 199x768",
+       {"--bogus", "-seed 1", "--seed", "--seed 4294967296", "--seed -1", "--count 0", "--surface 199x768",
         "--surface 1024x16385", "--surface 1024", "--zoom 0", "--zoom 17", "--generator circles",
         "--colors many", "--detail 1e309", "--window --zoom 16 --surface 2000x300"})
     refused(args);
@@ -130,7 +131,6 @@ TEST_F(RenderTest, NamesLinesSizesAndTheSameSeedTwice) {
       << out_;
   const std::string stem = dir + "/shape-" + m[1].str();
   EXPECT_EQ(filesIn(a).size(), 4u);
-  EXPECT_EQ(png(stem + "-2.png").image.width, 102);
   EXPECT_EQ(png(stem + "-2-window.png").image.height, 240);
   // The seed given makes the same files again.
   ASSERT_EQ(render("--seed " + m[1].str() + opts + quoted(b)), 0);
