@@ -7,8 +7,11 @@
 set -euo pipefail
 tavrel=$1
 tmp=$(mktemp -d)
+# Run in the background only: the program takes the place of its subshell and
+# dies with this script, even when the script is killed.
+orphan_proof() { exec setpriv --pdeathsig KILL -- "$@"; }
 # Xvfb picks a free display and writes its number.
-Xvfb -displayfd 1 -screen 0 1024x768x24 -nolisten tcp >"$tmp/display" 2>/dev/null &
+orphan_proof Xvfb -displayfd 1 -screen 0 1024x768x24 -nolisten tcp >"$tmp/display" 2>/dev/null &
 xvfb=$!
 app=
 # shellcheck disable=SC2317  # run by the trap
@@ -21,6 +24,7 @@ trap cleanup EXIT
 for _ in $(seq 100); do [ -s "$tmp/display" ] && break; sleep 0.1; done
 DISPLAY=":$(head -1 "$tmp/display")"
 export DISPLAY
+for _ in $(seq 100); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
 export XDG_CONFIG_HOME=$tmp  # no saved settings of the user
 export QT_QPA_PLATFORM=xcb  # a real window on the X server, whatever the suite's default
 
@@ -28,7 +32,7 @@ export QT_QPA_PLATFORM=xcb  # a real window on the X server, whatever the suite'
 convert -size 4096x4096 xc:'#204060' -type truecolor "BMP3:$tmp/example2.bmp"
 for i in 3 4 5 6 7; do ln -s example2.bmp "$tmp/example$i.bmp"; done
 
-(cd "$tmp" && TAVREL_SCALE=1 exec "$tavrel") >"$tmp/log" 2>&1 &
+(cd "$tmp" && TAVREL_SCALE=1 orphan_proof "$tavrel") >"$tmp/log" 2>&1 &
 app=$!
 for _ in $(seq 100); do xdotool search --name '^Tavrel$' >/dev/null 2>&1 && break; sleep 0.1; done
 

@@ -17,6 +17,8 @@ exec {fd}<> <(:)
 orphan_proof Xvfb -displayfd "$fd" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
 read -r -t 10 number <&"$fd" || { echo "Xvfb did not start"; exit 1; }
 export DISPLAY=":$number" QT_QPA_PLATFORM=xcb
+# On a busy machine the server may take a moment to answer after naming its display.
+for _ in $(seq 100); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
 export XDG_CONFIG_HOME=$tmp  # no saved settings of the user
 
 (cd "$samples" && TAVREL_SCALE=1 orphan_proof "$tavrel") >"$tmp/log" 2>&1 &
