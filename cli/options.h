@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -41,6 +42,30 @@ std::optional<T> wholeNumber(std::string_view text) {
   const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (ec != std::errc{} || end != text.data() + text.size() || text.empty()) return std::nullopt;
   return value;
+}
+
+// The common setters: a whole number in a range ("'0' is not a zoom from 1
+// to 16"), a seed, and a switch that sets a flag of the settings.
+inline Check readWhole(std::string_view v, int low, int high, std::string_view what, int& out) {
+  const auto n = wholeNumber<int>(v);
+  if (!n || *n < low || *n > high)
+    return inQuotes(v) + " is not " + std::string(what) + " from " + std::to_string(low) + " to " +
+           std::to_string(high);
+  out = *n;
+  return kOk;
+}
+
+inline Check readSeed(std::string_view v, std::optional<std::uint32_t>& out) {
+  const auto n = wholeNumber<std::uint64_t>(v);
+  if (!n || *n > 4294967295u) return inQuotes(v) + " is not a seed from 0 to 4294967295";
+  out = static_cast<std::uint32_t>(*n);
+  return kOk;
+}
+
+template <auto Flag, typename Settings>
+Check setSwitch(Settings& s, std::string_view) {
+  s.*Flag = true;
+  return kOk;
 }
 
 // Options as `--name value` or `--name=value`; with `singleDash`, `-name`

@@ -32,10 +32,7 @@ Check setOwnWindow(Settings& s, std::string_view) {
 }
 
 Check setInterval(Settings& s, std::string_view v) {
-  const auto n = wholeNumber<int>(v);
-  if (!n || *n < 1 || *n > 50) return inQuotes(v) + " is not a number of seconds from 1 to 50";
-  s.interval = *n;
-  return kOk;
+  return cli::readWhole(v, 1, 50, "a number of seconds", s.interval);
 }
 
 Check setSpeed(Settings& s, std::string_view v) {
@@ -64,27 +61,11 @@ Check setStyle(Settings& s, std::string_view v) {
 }
 
 Check setDetail(Settings& s, std::string_view v) {
-  const auto n = wholeNumber<int>(v);
-  if (!n || *n < 1 || *n > 25) return inQuotes(v) + " is not a detail from 1 to 25";
-  s.detail = *n;
-  return kOk;
+  return cli::readWhole(v, 1, 25, "a detail", s.detail);
 }
 
 Check setSeed(Settings& s, std::string_view v) {
-  const auto n = wholeNumber<std::uint64_t>(v);
-  if (!n || *n > 4294967295u) return inQuotes(v) + " is not a seed from 0 to 4294967295";
-  s.seed = static_cast<std::uint32_t>(*n);
-  return kOk;
-}
-
-Check setFps(Settings& s, std::string_view) {
-  s.fps = true;
-  return kOk;
-}
-
-Check setHelp(Settings& s, std::string_view) {
-  s.help = true;
-  return kOk;
+  return cli::readSeed(v, s.seed);
 }
 
 using Option = cli::Option<Settings>;
@@ -100,8 +81,8 @@ constexpr Option kOptions[] = {
     {"--style", "fancy|regular", "fancy", "shape style", setStyle},
     {"--detail", "N", "16", "detail, 1 to 25", setDetail},
     {"--seed", "N", "", "random seed, 0 to 4294967295 (default: the clock)", setSeed},
-    {"--fps", "", "", "show the frame rate in a corner", setFps},
-    {"--help", "", "", "show this text and exit", setHelp},
+    {"--fps", "", "", "show the frame rate in a corner", cli::setSwitch<&Settings::fps>},
+    {"--help", "", "", "show this text and exit", cli::setSwitch<&Settings::help>},
 };
 
 }  // namespace

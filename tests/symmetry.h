@@ -4,7 +4,6 @@
 #pragma once
 
 #include <functional>
-#include <utility>
 
 namespace tavrel::testing_support {
 

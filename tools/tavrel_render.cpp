@@ -89,10 +89,7 @@ Check setGenerator(Settings& s, std::string_view v) {
 }
 
 Check setSeed(Settings& s, std::string_view v) {
-  const auto n = wholeNumber<std::uint64_t>(v);
-  if (!n || *n > 4294967295u) return inQuotes(v) + " is not a seed from 0 to 4294967295";
-  s.seed = static_cast<std::uint32_t>(*n);
-  return kOk;
+  return cli::readSeed(v, s.seed);
 }
 
 Check setCount(Settings& s, std::string_view v) {
@@ -187,27 +184,7 @@ Check setOut(Settings& s, std::string_view v) {
 }
 
 Check setZoom(Settings& s, std::string_view v) {
-  const auto n = wholeNumber<int>(v);
-  if (!n || *n < 1 || *n > kMaxZoom) return inQuotes(v) + " is not a zoom from 1 to 16";
-  s.zoom = *n;
-  return kOk;
-}
-
-Check setScreensaver(Settings& s, std::string_view) {
-  s.screensaver = true;
-  return kOk;
-}
-Check setWindow(Settings& s, std::string_view) {
-  s.window = true;
-  return kOk;
-}
-Check setBmp(Settings& s, std::string_view) {
-  s.bmp = true;
-  return kOk;
-}
-Check setHelp(Settings& s, std::string_view) {
-  s.help = true;
-  return kOk;
+  return cli::readWhole(v, 1, kMaxZoom, "a zoom", s.zoom);
 }
 
 using Option = cli::Option<Settings>;
@@ -225,14 +202,17 @@ constexpr Option kOptions[] = {
      setColors},
     {"--palette", "FILE.gpl", "", "the first 15 colours become user colours 1 to 15", setPalette},
     {"--sides", "TEXT", "4", "text of the sides field, clamped as the window does", setSides},
-    {"--screensaver", "", "", "generate as in screen-saver mode", setScreensaver},
+    {"--screensaver", "", "", "generate as in screen-saver mode",
+     cli::setSwitch<&Settings::screensaver>},
     {"--out", "DIR", ".", "folder that receives the files; it must exist", setOut},
-    {"--window", "", "", "also write the whole surface as <name>-window.png", setWindow},
-    {"--bmp", "", "", "also write every picture as a 24-bit BMP next to its PNG", setBmp},
+    {"--window", "", "", "also write the whole surface as <name>-window.png",
+     cli::setSwitch<&Settings::window>},
+    {"--bmp", "", "", "also write every picture as a 24-bit BMP next to its PNG",
+     cli::setSwitch<&Settings::bmp>},
     {"--zoom", "Z", "1", "enlarge the written pictures Z times (1 to 16)", setZoom},
     {"--from", "FILE.png", "", "make the picture of FILE again from the recipe it carries",
      setFrom},
-    {"--help", "", "", "show this text and exit", setHelp},
+    {"--help", "", "", "show this text and exit", cli::setSwitch<&Settings::help>},
 };
 
 // What a recipe holds; --from takes them all from its file.

@@ -12,8 +12,6 @@ namespace {
 
 using stages::Centre;
 
-constexpr Colour kWhite15 = 0xFFFFFF;
-
 TEST(TileWalk, FrameTestRoundsDownOnBothSidesAndCrossingLimitIs25) {
   AppState st;
   st.swidth = 100;
@@ -46,13 +44,13 @@ TEST(TileCornerPatch, TheLeftCornerTakesTheRightOnesColourOnlyWhenItIsWhite) {
     Colour paintLeft, right;  // paintLeft 0: the left corner stays white
     Colour leftAfter, brushAfter;
   } cases[] = {
-      {0x0000FF, kWhite15, 0x0000FF, 0x123456},  // already painted: nothing, not even the brush
-      {0, 0x00AA00, 0x00AA00, 0x00AA00},         // the right one's colour
-      {0, kWhite15, kWhite15, kWhite15},         // white on white
+      {0x0000FF, kWhite, 0x0000FF, 0x123456},  // already painted: nothing, not even the brush
+      {0, 0x00AA00, 0x00AA00, 0x00AA00},       // the right one's colour
+      {0, kWhite, kWhite, kWhite},             // white on white
       {0, OutlineColor, OutlineColor, OutlineColor},  // the right sample on an arm
   };
   for (const auto& k : cases) {
-    Surface win(200, 200, kWhite15);
+    Surface win(200, 200, kWhite);
     AppState st;
     st.swidth = 100;
     st.fillcolor = 0x123456;
@@ -62,7 +60,7 @@ TEST(TileCornerPatch, TheLeftCornerTakesTheRightOnesColourOnlyWhenItIsWhite) {
     win.Line(LineFlags::FilledBox, 144, 56, 144, 56, k.right);
     tile::cornerPatch(win, st, {100, 100});
     EXPECT_EQ(win.Point(56, 56), k.leftAfter);
-    EXPECT_EQ(win.Point(53, 53), k.paintLeft ? kWhite15 : k.leftAfter);  // the whole region
+    EXPECT_EQ(win.Point(53, 53), k.paintLeft ? kWhite : k.leftAfter);  // the whole region
     EXPECT_EQ(st.fillcolor, k.brushAfter);
   }
 }
