@@ -5,9 +5,8 @@
 #include <algorithm>
 #include <csetjmp>
 #include <cstring>
-#include <fstream>
 #include <new>
-#include <system_error>
+#include <variant>
 
 namespace tavrel {
 
@@ -196,16 +195,11 @@ std::optional<PngFile> decodePng(std::span<const std::uint8_t> file) {
 }
 
 std::optional<PngFile> readPng(const std::filesystem::path& path) {
-  std::error_code ec;
-  const auto size = std::filesystem::file_size(path, ec);
-  constexpr std::uintmax_t kMaxFile = std::uintmax_t{kMaxPngSide} * kMaxPngSide * 4;
-  if (ec || size > kMaxFile) return std::nullopt;
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  Bytes bytes(static_cast<std::size_t>(size));
-  if (!in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size)))
-    return std::nullopt;
-  return decodePng(bytes);
+  constexpr std::size_t kMaxFile = std::size_t{kMaxPngSide} * kMaxPngSide * 4;
+  const auto read = readFileCapped(path, kMaxFile);
+  const auto* bytes = std::get_if<std::string>(&read);
+  if (!bytes) return std::nullopt;
+  return decodePng(std::span(reinterpret_cast<const std::uint8_t*>(bytes->data()), bytes->size()));
 }
 
 Bytes encodeBmp(const ImageData& img) {
@@ -237,28 +231,6 @@ Bytes encodeBmp(const ImageData& img) {
     out.resize(out.size() + (stride - static_cast<std::uint32_t>(img.width) * 3), 0);
   }
   return out;
-}
-
-bool writeFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes) {
-  std::filesystem::path temporary = path;
-  temporary += ".tmp";
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    if (!out) return false;
-    out.write(reinterpret_cast<const char*>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
-    out.close();
-    if (!out) {
-      std::error_code ignored;
-      std::filesystem::remove(temporary, ignored);
-      return false;
-    }
-  }
-  std::error_code ec;
-  std::filesystem::rename(temporary, path, ec);
-  if (!ec) return true;
-  std::filesystem::remove(temporary, ec);
-  return false;
 }
 
 }  // namespace tavrel

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "canvas/files.h"
 #include "canvas/surface.h"
 
 namespace tavrel {
@@ -44,9 +45,5 @@ std::optional<PngFile> decodePng(std::span<const std::uint8_t> file);
 std::optional<PngFile> readPng(const std::filesystem::path& path);
 // A 24-bit uncompressed BMP, rows bottom-up.
 Bytes encodeBmp(const ImageData& img);
-
-// Writes through a temporary file and a rename, so a reader never sees half
-// a file. False when the file could not be written.
-bool writeFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
 
 }  // namespace tavrel

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
-#include <sstream>
-#include <system_error>
+
+#include "canvas/files.h"
+#include "canvas/text.h"
 
 namespace tavrel {
 
@@ -25,13 +25,6 @@ std::string_view nextWord(std::string_view& rest) {
   const std::string_view word = rest.substr(0, end);
   rest = rest.substr(end);
   return word;
-}
-
-std::string inQuotes(std::string_view s) {
-  std::string q(1, '\'');
-  q.append(s);
-  q.push_back('\'');
-  return q;
 }
 
 }  // namespace
@@ -58,9 +51,9 @@ std::variant<std::vector<Colour>, std::string> parseGimpPalette(std::string_view
       const auto [end, ec] = std::from_chars(word.data(), word.data() + word.size(), c);
       if (word.empty()) return at + "a colour needs three values, 'R G B [name]'";
       if (ec == std::errc::invalid_argument || end != word.data() + word.size())
-        return at + inQuotes(word) + " is not a number";
+        return at + quotedText(word) + " is not a number";
       if (ec == std::errc::result_out_of_range || c < 0 || c > 255)
-        return at + inQuotes(word) + " is not a value from 0 to 255";
+        return at + quotedText(word) + " is not a value from 0 to 255";
     }
     colours.push_back(static_cast<Colour>(channel[0] | (channel[1] << 8) | (channel[2] << 16)));
   }
@@ -71,17 +64,13 @@ std::variant<std::vector<Colour>, std::string> parseGimpPalette(std::string_view
 
 std::variant<std::vector<Colour>, std::string> readGimpPalette(const std::filesystem::path& path) {
   // Far more than any palette needs; keeps a wrong file from filling memory.
-  constexpr std::uintmax_t kMaxSize = 1 << 20;
-  std::error_code ec;
-  const auto size = std::filesystem::file_size(path, ec);
-  std::ifstream in(path, std::ios::binary);
-  if (ec || !in) return inQuotes(path.string()) + " can't be read";
-  if (size > kMaxSize) return inQuotes(path.string()) + " is too large for a palette";
-  std::ostringstream text;
-  text << in.rdbuf();
-  auto result = parseGimpPalette(text.str());
+  constexpr std::size_t kMaxSize = 1 << 20;
+  const auto read = readFileCapped(path, kMaxSize);
+  if (const auto* problem = std::get_if<ReadProblem>(&read))
+    return describe(*problem, path, "a palette");
+  auto result = parseGimpPalette(std::get<std::string>(read));
   if (auto* message = std::get_if<std::string>(&result))
-    *message = inQuotes(path.string()) + ", " + *message;
+    *message = quotedText(path.string()) + ", " + *message;
   return result;
 }
 

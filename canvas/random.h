@@ -5,6 +5,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 namespace tavrel {
 
@@ -21,22 +22,51 @@ class Random {
 
   // The whole state as text, and back: a picture made again starts from the
   // very draws it started from. setState leaves the source alone and gives
-  // false for a text that is no state.
+  // false for a text that is no state of the twister: it takes 624 words
+  // below 2^32 and an index from 0 to 624, in decimal digits and spaces
+  // only, and refuses the one state that draws nothing but zeros for ever.
   std::string state() const {
     std::ostringstream out;
     out << engine_;
     return out.str();
   }
-  bool setState(const std::string& text) {
-    std::istringstream in(text);
+  bool setState(std::string_view text) {
     std::mt19937 e;
+    if (!validState(text)) return false;
+    std::istringstream in{std::string(text)};
     in >> e;
-    if (in.fail() || !(in >> std::ws).eof()) return false;
+    if (in.fail()) return false;
     engine_ = e;
     return true;
   }
 
  private:
+  static bool validState(std::string_view text) {
+    constexpr std::size_t kWords = std::mt19937::state_size;
+    std::uint64_t word = 0;
+    std::size_t count = 0;
+    bool inWord = false, live = false;
+    for (std::size_t i = 0; i <= text.size(); ++i) {
+      const char c = i < text.size() ? text[i] : ' ';
+      if (c >= '0' && c <= '9') {
+        word = word * 10 + static_cast<unsigned>(c - '0');
+        if (word > 0xFFFFFFFFu || (!inWord && count == kWords + 1)) return false;
+        inWord = true;
+      } else if (c == ' ') {
+        if (!inWord) continue;
+        // Only the top bit of the first word takes part in the next twist.
+        if (count < kWords) live = live || (count == 0 ? (word >> 31) != 0 : word != 0);
+        if (count == kWords && word > kWords) return false;
+        ++count;
+        word = 0;
+        inWord = false;
+      } else {
+        return false;
+      }
+    }
+    return count == kWords + 1 && live;
+  }
+
   std::mt19937 engine_;
 };
 

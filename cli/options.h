@@ -13,6 +13,8 @@
 #include <variant>
 #include <vector>
 
+#include "canvas/text.h"
+
 namespace tavrel::cli {
 
 // A failed check gives its message without the option's name.
@@ -28,13 +30,6 @@ struct Option {
   Check (*apply)(Settings&, std::string_view);
 };
 
-inline std::string inQuotes(std::string_view v) {
-  std::string q(1, '\'');
-  q.append(v);
-  q.push_back('\'');
-  return q;
-}
-
 // A whole decimal number that fills the text, nothing else.
 template <typename T>
 std::optional<T> wholeNumber(std::string_view text) {
@@ -49,15 +44,15 @@ std::optional<T> wholeNumber(std::string_view text) {
 inline Check readWhole(std::string_view v, int low, int high, std::string_view what, int& out) {
   const auto n = wholeNumber<int>(v);
   if (!n || *n < low || *n > high)
-    return inQuotes(v) + " is not " + std::string(what) + " from " + std::to_string(low) + " to " +
-           std::to_string(high);
+    return quotedText(v) + " is not " + std::string(what) + " from " + std::to_string(low) +
+           " to " + std::to_string(high);
   out = *n;
   return kOk;
 }
 
 inline Check readSeed(std::string_view v, std::optional<std::uint32_t>& out) {
   const auto n = wholeNumber<std::uint64_t>(v);
-  if (!n || *n > 4294967295u) return inQuotes(v) + " is not a seed from 0 to 4294967295";
+  if (!n || *n > 4294967295u) return quotedText(v) + " is not a seed from 0 to 4294967295";
   out = static_cast<std::uint32_t>(*n);
   return kOk;
 }
@@ -95,7 +90,7 @@ std::variant<Settings, std::string> parse(std::span<const Option<Settings>> tabl
     }
     const auto o =
         std::find_if(table.begin(), table.end(), [&](const auto& e) { return e.name == arg; });
-    if (o == table.end()) return "unknown option " + inQuotes(given);
+    if (o == table.end()) return "unknown option " + quotedText(given);
     std::string_view value;
     if (o->value.empty()) {
       if (inlineValue) return std::string(arg) + " takes no value";

@@ -1,14 +1,11 @@
 #include "modes/pictures.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <system_error>
 
+#include "canvas/files.h"
 #include "canvas/image_io.h"
 #include "canvas/palette.h"
 
@@ -39,21 +36,13 @@ std::optional<std::filesystem::path> writeNewFile(const std::filesystem::path& f
   std::error_code ec;
   std::filesystem::create_directories(folder, ec);
   for (int n = 1; n < 10000; ++n) {
-    const std::string name = stem + (n > 1 ? "-" + std::to_string(n) : "") + "." + extension;
+    std::string name = stem;
+    if (n > 1) name.append(1, '-').append(std::to_string(n));
+    name.append(1, '.').append(extension);
     const std::filesystem::path path = folder / name;
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (fd < 0 && errno == EEXIST) continue;
-    if (fd < 0) return std::nullopt;
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-      const ssize_t w = ::write(fd, bytes.data() + done, bytes.size() - done);
-      if (w < 0 && errno == EINTR) continue;
-      if (w <= 0) break;
-      done += static_cast<std::size_t>(w);
-    }
-    const bool ok = ::close(fd) == 0 && done == bytes.size();
-    if (ok) return path;
-    std::filesystem::remove(path, ec);
+    const NewFile written = writeFileIfAbsent(path, bytes);
+    if (written == NewFile::exists) continue;
+    if (written == NewFile::written) return path;
     return std::nullopt;
   }
   return std::nullopt;
@@ -63,14 +52,13 @@ void saveShapeClick(RunHost& host, AppState& st) {
   if (!hasPicture(st)) return;
   const Picture shape = host.SurfacePicture1().Image();
   const int zoom = std::clamp(static_cast<int>(st.savezoom), 1, 16);
-  const Bytes png =
-      encodePng(zoomed(*shape, zoom), {{std::string(kRecipeKeyword), recipeToText(st.picture1Recipe)}});
+  const Bytes png = encodePng(zoomed(*shape, zoom),
+                              {{std::string(kRecipeKeyword), recipeToText(st.picture1Recipe)}});
   const std::string folder = host.picturesFolder();
   const std::string kind = st.picture1Recipe.generator == Generator::pattern ? "pattern" : "shape";
-  const auto written = folder.empty()
-                           ? std::nullopt
-                           : writeNewFile(std::filesystem::path(folder) / "Tavrel",
-                                          kind + "-" + timestamp(), "png", png);
+  const auto written = folder.empty() ? std::nullopt
+                                      : writeNewFile(std::filesystem::path(folder) / "Tavrel",
+                                                     kind + "-" + timestamp(), "png", png);
   if (!written) {
     host.showNote("The picture could not be saved in " + folder + "/Tavrel");
     return;

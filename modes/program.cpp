@@ -1,8 +1,6 @@
 #include "modes/program.h"
 
 #include <exception>
-#include <filesystem>
-#include <fstream>
 
 #include "modes/menus.h"
 #include "modes/modes.h"
@@ -28,13 +26,9 @@ void passOverFailure(Handler&& handler) {
 
 void Program::loadSettings() {
   const std::filesystem::path path = settingsPath();
-  std::error_code ec;
-  if (path.empty() || !std::filesystem::is_regular_file(path, ec)) return;
-  std::ifstream in(path);
-  std::string text(64 * 1024, '\0');  // a settings file is a few hundred bytes
-  in.read(text.data(), static_cast<std::streamsize>(text.size()));
-  text.resize(static_cast<std::size_t>(in.gcount()));
-  passOverFailure([&] { applySettings(host_, st, parseSettings(text)); });
+  if (path.empty()) return;
+  const auto settings = readSettingsFile(path);
+  if (settings) passOverFailure([&] { applySettings(host_, st, *settings); });
 }
 
 void Program::startup() {
@@ -132,8 +126,7 @@ void Program::keyDown(Field f, int keyCode) {
 }
 
 void Program::textChanged(Field f) {
-  if (f == Field::Text6 || f == Field::Text7)
-    passOverFailure([&] { clampFieldToLimit(host_, f); });
+  if (f == Field::Text6 || f == Field::Text7) passOverFailure([&] { clampFieldToLimit(host_, f); });
 }
 
 }  // namespace tavrel

@@ -1,11 +1,12 @@
 #include "modes/settings.h"
 
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <system_error>
 
+#include "canvas/files.h"
+#include "canvas/text.h"
 #include "modes/menus.h"
 
 namespace tavrel {
@@ -14,22 +15,43 @@ namespace {
 
 constexpr const char* kSection = "[tavrel]";
 
-// A text as the field takes it when typed: two characters at most, and the
-// field's own upper limit at the key release.
+std::string_view trimmed(std::string_view s) {
+  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
+  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r'))
+    s.remove_suffix(1);
+  return s;
+}
+
+std::string_view trimmedBlanks(std::string_view s) {
+  while (!s.empty() && s.front() == ' ') s.remove_prefix(1);
+  while (!s.empty() && s.back() == ' ') s.remove_suffix(1);
+  return s;
+}
+
+// A text as the field takes it when typed: only what can be typed (no
+// control character, no byte that is not UTF-8), two characters at most,
+// without the blanks around them, and the field's own upper limit at the key
+// release.
 std::string asTyped(std::string_view text, double limit) {
-  std::string t(text.substr(0, 2));
+  std::string t;
+  for (std::size_t kept = 0, at = 0; at < text.size() && kept < 2;) {
+    std::size_t length = 1;
+    while (length < 4 && at + length < text.size() &&
+           (static_cast<unsigned char>(text[at + length]) & 0xC0) == 0x80)
+      ++length;
+    const std::string_view character = text.substr(at, length);
+    at += length;
+    if (!isPrintableText(character)) continue;
+    t += character;
+    ++kept;
+  }
+  t = std::string(trimmedBlanks(t));
   try {
     if (Val(t) > limit) t = LTrim(Str(limit));
   } catch (const RuntimeError&) {
     t = LTrim(Str(limit));
   }
   return t;
-}
-
-std::string_view trimmed(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.remove_suffix(1);
-  return s;
 }
 
 const char* colourName(double tcolor) {
@@ -154,21 +176,20 @@ void applySettings(RunHost& host, AppState& st, const Settings& s) {
   st.savezoom = s.zoom;
 }
 
+std::optional<Settings> readSettingsFile(const std::filesystem::path& path) {
+  // A settings file is a few hundred bytes; a longer one is read up to its
+  // last whole line within the limit.
+  const auto read = readFileCapped(path, kMaxSettingsFile, true);
+  const auto* text = std::get_if<std::string>(&read);
+  if (!text) return std::nullopt;
+  return parseSettings(*text);
+}
+
 void saveSettingsClick(RunHost& host, AppState& st) {
   const std::filesystem::path path = settingsPath();
   std::error_code ec;
   if (!path.empty()) std::filesystem::create_directories(path.parent_path(), ec);
-  const std::filesystem::path temporary = path.string() + ".new";
-  bool ok = !path.empty() && !ec;
-  if (ok) {
-    std::ofstream out(temporary, std::ios::trunc);
-    out << formatSettings(currentSettings(host, st));
-    out.close();
-    ok = static_cast<bool>(out);
-  }
-  if (ok) std::filesystem::rename(temporary, path, ec);
-  if (!ok || ec) {
-    std::filesystem::remove(temporary, ec);
+  if (path.empty() || ec || !writeFile(path, formatSettings(currentSettings(host, st)))) {
     host.showMessage("The settings could not be saved to " + path.string() + ".");
     return;
   }

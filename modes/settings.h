@@ -2,7 +2,9 @@
 // user saves the settings, read at start when it exists.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -32,6 +34,12 @@ inline constexpr int kMaxSaveZoom = 16;
 // clamped as typed), anything unreadable left at its design value.
 Settings parseSettings(std::string_view ini);
 std::string formatSettings(const Settings& s);
+
+// The settings of a file; nothing for a file that is missing, not a regular
+// file or unreadable. At most kMaxSettingsFile bytes are
+// read, whole lines only.
+inline constexpr std::size_t kMaxSettingsFile = 64 * 1024;
+std::optional<Settings> readSettingsFile(const std::filesystem::path& path);
 
 // $XDG_CONFIG_HOME/tavrel/tavrel.ini, or ~/.config/tavrel/tavrel.ini; empty
 // when neither folder is known.

@@ -9,7 +9,6 @@ namespace tavrel::saver {
 namespace {
 
 using cli::Check;
-using cli::inQuotes;
 using cli::kOk;
 using cli::wholeNumber;
 
@@ -20,7 +19,7 @@ Check setRoot(Settings& s, std::string_view) {
 
 Check setWindowId(Settings& s, std::string_view v) {
   const auto id = parseWindowId(v);
-  if (!id) return inQuotes(v) + " is not a window id (hex with 0x, or decimal)";
+  if (!id) return quotedText(v) + " is not a window id (hex with 0x, or decimal)";
   s.target = Target::windowId;
   s.windowId = *id;
   return kOk;
@@ -36,26 +35,26 @@ Check setInterval(Settings& s, std::string_view v) {
 }
 
 Check setSpeed(Settings& s, std::string_view v) {
-  if (v != "slow" && v != "fast") return "speed must be slow or fast, not " + inQuotes(v);
+  if (v != "slow" && v != "fast") return "speed must be slow or fast, not " + quotedText(v);
   s.fast = v == "fast";
   return kOk;
 }
 
 Check setGenerator(Settings& s, std::string_view v) {
   if (v != "shape" && v != "pattern")
-    return "generator must be shape or pattern, not " + inQuotes(v);
+    return "generator must be shape or pattern, not " + quotedText(v);
   s.generator = v == "shape" ? Generator::shape : Generator::pattern;
   return kOk;
 }
 
 Check setColors(Settings& s, std::string_view v) {
-  if (v != "true" && v != "basic") return "colors must be true or basic, not " + inQuotes(v);
+  if (v != "true" && v != "basic") return "colors must be true or basic, not " + quotedText(v);
   s.trueColours = v == "true";
   return kOk;
 }
 
 Check setStyle(Settings& s, std::string_view v) {
-  if (v != "fancy" && v != "regular") return "style must be fancy or regular, not " + inQuotes(v);
+  if (v != "fancy" && v != "regular") return "style must be fancy or regular, not " + quotedText(v);
   s.fancy = v == "fancy";
   return kOk;
 }
@@ -122,7 +121,7 @@ std::variant<Resolved, std::string> chooseTarget(const Settings& s, const char* 
     return Resolved{s.target == Target::root ? Target::root : Target::ownWindow, 0};
   }
   const auto id = parseWindowId(screensaverWindow);
-  if (!id) return "XSCREENSAVER_WINDOW " + inQuotes(screensaverWindow) + " is not a window id";
+  if (!id) return "XSCREENSAVER_WINDOW " + quotedText(screensaverWindow) + " is not a window id";
   return Resolved{Target::windowId, *id};
 }
 

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "canvas/random.h"
+#include "canvas/text.h"
 
 namespace tavrel {
 
@@ -69,6 +70,10 @@ bool paletteFromText(std::string_view text, UserPalette& into) {
   return all && text.empty();
 }
 
+bool isFieldText(std::string_view text) {
+  return text.size() <= kMaxFieldText && isPrintableText(text);
+}
+
 std::string recipeToText(const Recipe& r) {
   std::string t = "generator=";
   t += r.generator == Generator::pattern ? "pattern" : "shape";
@@ -84,6 +89,7 @@ std::string recipeToText(const Recipe& r) {
 }
 
 std::optional<Recipe> recipeFromText(std::string_view text) {
+  if (text.size() > kMaxRecipeText) return std::nullopt;
   std::map<std::string, std::string, std::less<>> fields;
   while (!text.empty()) {
     const auto nl = text.find('\n');
@@ -119,6 +125,7 @@ std::optional<Recipe> recipeFromText(std::string_view text) {
   r.text1 = *field("text1");
   r.text3 = *field("text3");
   r.text4 = *field("text4");
+  if (!isFieldText(r.text1) || !isFieldText(r.text3) || !isFieldText(r.text4)) return std::nullopt;
 
   const std::string& style = *field("style");
   if (style != "fancy" && style != "regular") return std::nullopt;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -44,8 +45,16 @@ struct Recipe {
 // The keyword of the PNG text chunk that carries the recipe of its picture.
 inline constexpr std::string_view kRecipeKeyword = "Tavrel recipe";
 
+// The longest field text a recipe holds, and the longest recipe read.
+inline constexpr std::size_t kMaxFieldText = 256;
+inline constexpr std::size_t kMaxRecipeText = 64 * 1024;
+// A text that a field of a recipe can hold: printable UTF-8 (one line of
+// the recipe, valid in a PNG text chunk) of at most kMaxFieldText bytes.
+bool isFieldText(std::string_view text);
+
 // One "key=value" line per field; recipeFromText gives nothing for a text
-// that lacks a field or holds a value out of range.
+// that lacks a field or holds a value out of range: a field text that is not
+// isFieldText, a state that is no state of the random source.
 std::string recipeToText(const Recipe& r);
 std::optional<Recipe> recipeFromText(std::string_view text);
 

@@ -4,15 +4,12 @@
 // Every option lives in one table below; parsing, defaults, --help and the
 // error messages all come from it.
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <span>
@@ -23,6 +20,7 @@
 
 #include "canvas/image_io.h"
 #include "canvas/palette.h"
+#include "canvas/png_text.h"
 #include "cli/options.h"
 #include "pattern/makeshape2.h"
 #include "shape/makeshape.h"
@@ -74,7 +72,6 @@ struct Settings {
 };
 
 using cli::Check;
-using cli::inQuotes;
 using cli::kOk;
 using cli::wholeNumber;
 
@@ -85,7 +82,7 @@ Check setGenerator(Settings& s, std::string_view v) {
       return kOk;
     }
   }
-  return std::string("unknown generator ") + inQuotes(v);
+  return std::string("unknown generator ") + quotedText(v);
 }
 
 Check setSeed(Settings& s, std::string_view v) {
@@ -94,7 +91,7 @@ Check setSeed(Settings& s, std::string_view v) {
 
 Check setCount(Settings& s, std::string_view v) {
   const auto n = wholeNumber<long long>(v);
-  if (!n || *n < 1) return inQuotes(v) + " is not a count of 1 or more";
+  if (!n || *n < 1) return quotedText(v) + " is not a count of 1 or more";
   s.count = *n;
   return kOk;
 }
@@ -105,7 +102,7 @@ Check setSurface(Settings& s, std::string_view v) {
   const auto h = x == std::string_view::npos ? std::nullopt : wholeNumber<int>(v.substr(x + 1));
   const auto inRange = [](std::optional<int> n) { return n && *n >= kMinSide && *n <= kMaxSide; };
   if (!inRange(w) || !inRange(h)) {
-    return inQuotes(v) + " is not a size from 200x200 to 16384x16384";
+    return quotedText(v) + " is not a size from 200x200 to 16384x16384";
   }
   s.width = *w;
   s.height = *h;
@@ -119,24 +116,31 @@ Check fieldNumber(std::string_view v) {
   try {
     Val(v);
   } catch (const RuntimeError&) {
-    return inQuotes(v) + " is a number too large to hold";
+    return quotedText(v) + " is a number too large to hold";
   }
   return kOk;
 }
 
-Check setDetail(Settings& s, std::string_view v) {
-  s.detail = v;
+// What a field can hold is what its picture's recipe can carry.
+Check fieldText(std::string& field, std::string_view v) {
+  if (!isFieldText(v))
+    return quotedText(v) + " is not printable text of at most " + std::to_string(kMaxFieldText) +
+           " bytes";
+  field = v;
   return fieldNumber(v);
 }
 
+Check setDetail(Settings& s, std::string_view v) {
+  return fieldText(s.detail, v);
+}
+
 Check setSides(Settings& s, std::string_view v) {
-  s.sides = v;
-  return fieldNumber(v);
+  return fieldText(s.sides, v);
 }
 
 Check setStyle(Settings& s, std::string_view v) {
   if (v != "fancy" && v != "regular")
-    return std::string("style must be fancy or regular, not ") + inQuotes(v);
+    return std::string("style must be fancy or regular, not ") + quotedText(v);
   s.fancy = v == "fancy";
   return kOk;
 }
@@ -149,7 +153,7 @@ Check setColors(Settings& s, std::string_view v) {
   } else if (v == "user") {
     s.tcolor = kUserColours;
   } else {
-    return std::string("colors must be true, basic or user, not ") + inQuotes(v);
+    return std::string("colors must be true, basic or user, not ") + quotedText(v);
   }
   return kOk;
 }
@@ -163,15 +167,23 @@ Check setPalette(Settings& s, std::string_view v) {
 
 Check setFrom(Settings& s, std::string_view v) {
   const fs::path file(v);
-  const auto png = readPng(file);
-  if (!png) return inQuotes(v) + " is not a PNG file that can be read";
-  const std::string* text = png->text(kRecipeKeyword);
-  if (!text) return inQuotes(v) + " holds no recipe";
-  const auto recipe = recipeFromText(*text);
+  const auto read = readPngText(file, kRecipeKeyword, kMaxRecipeText);
+  if (const auto* problem = std::get_if<ReadProblem>(&read)) return describe(*problem, file);
+  if (const auto* problem = std::get_if<PngTextProblem>(&read)) {
+    switch (*problem) {
+      case PngTextProblem::notPng:
+        return quotedText(v) + " is not a PNG file that can be read";
+      case PngTextProblem::noText:
+        return quotedText(v) + " holds no recipe";
+      case PngTextProblem::tooLarge:
+        return quotedText(v) + " holds a recipe too large to be one";
+    }
+  }
+  const auto recipe = recipeFromText(std::get<std::string>(read));
   const auto surfaceFits = [](int side) { return side >= kMinSide && side <= kMaxSide; };
   if (!recipe || !surfaceFits(recipe->width) || !surfaceFits(recipe->height) ||
       fieldNumber(recipe->text1) || fieldNumber(recipe->text3) || fieldNumber(recipe->text4))
-    return inQuotes(v) + " holds a broken recipe";
+    return quotedText(v) + " holds a broken recipe";
   s.from = file;
   s.recipe = *recipe;
   return kOk;
@@ -251,13 +263,9 @@ std::optional<std::string> validate(const Settings& s, const std::vector<std::st
            " would make a picture wider or taller than 16384 pixels";
   }
   std::error_code ec;
-  if (!fs::is_directory(s.out, ec)) return inQuotes(s.out.string()) + " is not a folder";
-  const fs::path probe = s.out / (".tavrel-render-probe-" + std::to_string(::getpid()));
-  {
-    std::ofstream test(probe, std::ios::binary);
-    if (!test) return std::string("cannot write to the folder ") + inQuotes(s.out.string());
-  }
-  fs::remove(probe, ec);
+  if (!fs::is_directory(s.out, ec)) return quotedText(s.out.string()) + " is not a folder";
+  if (!canCreateFilesIn(s.out))
+    return std::string("cannot write to the folder ") + quotedText(s.out.string());
   return std::nullopt;
 }
 
@@ -339,7 +347,7 @@ int render(const Settings& s) {
       failed =
           writePicture(s.out / (name + "-window.png"), *host.SurfaceWindow().Image(), s, texts);
     if (failed) {
-      std::cerr << "tavrel-render: cannot write " << inQuotes(failed->string()) << "\n";
+      std::cerr << "tavrel-render: cannot write " << quotedText(failed->string()) << "\n";
       return 1;
     }
     char ms[32];

@@ -4,6 +4,9 @@
 #include <QFileInfo>
 #include <QImage>
 #include <QImageReader>
+#include <variant>
+
+#include "canvas/files.h"
 
 namespace tavrel {
 
@@ -86,10 +89,17 @@ std::optional<QSize> checkedSize(const QByteArray& head, qint64 fileSize) {
 
 std::optional<ImageData> readBitmap(const QString& path) {
   // Only a regular file: a folder fails, and a pipe or a device could block
-  // or never end.
-  if (!QFileInfo(path).isFile()) return std::nullopt;
+  // or never end. Qt's resources are files of its own.
   QFile file(path);
-  if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
+  if (path.startsWith(':')) {
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) return std::nullopt;
+  } else {
+    auto opened = openRegular(QFile::encodeName(path).toStdString());
+    auto* handle = std::get_if<FileHandle>(&opened);
+    if (!handle || !file.open(handle->get(), QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
+      return std::nullopt;
+    handle->release();
+  }
   const auto size = checkedSize(file.read(kMostBeforePixels), file.size());
   if (!size || !file.seek(0)) return std::nullopt;
 
