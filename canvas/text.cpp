@@ -55,31 +55,34 @@ bool isPrintableText(std::string_view text) {
 
 std::string quotedText(std::string_view text, std::size_t limit) {
   std::string out(1, '\'');
-  for (std::size_t shown = 0; !text.empty(); ++shown) {
-    if (shown == limit) {
+  for (std::size_t shown = 0; !text.empty();) {
+    const Sequence s = nextSequence(text);
+    std::string piece;
+    std::size_t taken = 1;
+    const bool printable = s.length > 0 && !isControl(s.code);
+    if (printable) {
+      piece = text.substr(0, s.length);
+      taken = s.length;
+    } else if (text.front() == '\n') {
+      piece = "\\n";
+    } else if (text.front() == '\t') {
+      piece = "\\t";
+    } else if (text.front() == '\r') {
+      piece = "\\r";
+    } else {
+      constexpr char kHex[] = "0123456789abcdef";
+      const auto byte = static_cast<std::uint8_t>(text.front());
+      piece = {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+    }
+    // A character takes one place, an escape as many as it has characters.
+    const std::size_t places = printable ? 1 : piece.size();
+    if (shown + places > limit) {
       out += "...";
       break;
     }
-    const Sequence s = nextSequence(text);
-    if (s.length > 0 && !isControl(s.code)) {
-      out.append(text.substr(0, s.length));
-      text.remove_prefix(s.length);
-      continue;
-    }
-    const auto byte = static_cast<std::uint8_t>(text.front());
-    text.remove_prefix(1);
-    if (byte == '\n') {
-      out += "\\n";
-    } else if (byte == '\t') {
-      out += "\\t";
-    } else if (byte == '\r') {
-      out += "\\r";
-    } else {
-      constexpr char kHex[] = "0123456789abcdef";
-      out += "\\x";
-      out += kHex[byte >> 4];
-      out += kHex[byte & 15];
-    }
+    out += piece;
+    shown += places;
+    text.remove_prefix(taken);
   }
   out += '\'';
   return out;

@@ -13,8 +13,9 @@ namespace tavrel {
 bool isPrintableText(std::string_view text);
 
 // The text in single quotes for a one-line message: a control character or
-// a byte that is not UTF-8 shown as an escape (\n, \t, \x01), and a text
-// longer than `limit` characters cut, with "..." after the cut.
+// a byte that is not UTF-8 shown as an escape (\n, \t, \x01), and what
+// would take more than `limit` places (a character one, an escape as many as
+// it has characters) cut, with "..." after the cut.
 inline constexpr std::size_t kQuoteLimit = 100;
 std::string quotedText(std::string_view text, std::size_t limit = kQuoteLimit);
 

@@ -1,8 +1,8 @@
 #include "pattern/makeshape2.h"
 
-#include "pattern/tile.h"
-
 #include <utility>
+
+#include "pattern/tile.h"
 
 namespace tavrel {
 
@@ -91,7 +91,7 @@ GenerationStats makeshape2(GeneratorHost& host, AppState& st) {
       failed = true;
     if (!failed) break;
 
-    ++stats.restarts;
+    countRestart(stats.restarts);
     wipeForRestart(win, st, c, stats.restarts);
   }
 

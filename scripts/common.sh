@@ -7,10 +7,10 @@ set -euo pipefail
 # its controls were laid out for); X test input for the desktop benchmark;
 # xcb for the screen-saver module and the XScreenSaver daemon for its test;
 # Xvfb, xdotool and ImageMagick for the end-to-end tests; poppler's pdftoppm
-# to look at a printed page.
+# to look at a printed page; clang and libFuzzer for the fuzz targets.
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
-  xvfb xauth xdotool imagemagick poppler-utils)
+  xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {

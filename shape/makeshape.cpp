@@ -61,7 +61,7 @@ GenerationStats makeshape(GeneratorHost& host, AppState& st) {
     if (!failed) break;
 
     // Wipe and restart.
-    ++stats.restarts;
+    countRestart(stats.restarts);
     wipeForRestart(win, st, c, stats.restarts);
   }
 

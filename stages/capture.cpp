@@ -1,7 +1,7 @@
-#include "stages/stages.h"
-
 #include <utility>
 #include <vector>
+
+#include "stages/stages.h"
 
 namespace tavrel::stages {
 

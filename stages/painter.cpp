@@ -1,6 +1,6 @@
-#include "stages/stages.h"
-
 #include <cmath>
+
+#include "stages/stages.h"
 
 namespace tavrel::stages {
 
@@ -59,8 +59,10 @@ void paintRegions(GeneratorHost& host, AppState& st, Orbit& o, Centre c) {
     const Orbit saved = o;
     const DecimalText savedP5y = st.p5ytext;
 
-    for (;;) {    // pixel visits along the row
+    for (;;) {  // pixel visits along the row
+      DrawCount count;
       for (;;) {  // one visit; `continue` draws again
+        ++count;
         if (win.Point(st.a, st.b) == white) {
           double colorcode = Int(st.Rnd() * 14) + 1;
           if (!basic) colorcode = Int(st.Rnd() * 16777215) + 1;
@@ -102,8 +104,8 @@ void paintRegions(GeneratorHost& host, AppState& st, Orbit& o, Centre c) {
             if (basic &&
                 (st.usedcolors[static_cast<std::size_t>(colorcode)] == 1 || colorcode == 7))
               continue;
-            st.fillcolor = basic ? QBColor(static_cast<int>(colorcode))
-                                          : static_cast<Long>(colorcode);
+            st.fillcolor =
+                basic ? QBColor(static_cast<int>(colorcode)) : static_cast<Long>(colorcode);
             const Colour here = win.Point(st.a, st.b);
             if (here != white && here != OutlineColor) st.fillcolor = here;
             if (colorcode < 16) st.usedcolors[static_cast<std::size_t>(colorcode)] = 1;

@@ -101,5 +101,22 @@ inline constexpr long kRestartsBeforeSquareWipe = 1000;
 // From this many restarts on, a stroke that reaches its end inside the area
 // is kept whatever its crossings (a side count below zero fails them all).
 inline constexpr long kRestartsBeforeAnyCrossingPasses = 20000;
+// Bounds that no state of the random source but the refused all-zero one
+// comes near (the longest run of zero draws any other state makes is a few
+// hundred, and a generation takes at most some tens of thousands of
+// restarts): past them a generation stops with a run-time error instead of
+// running for ever.
+inline constexpr long kDrawsWithoutUse = 1L << 20;
+inline constexpr long kRestartCap = 1L << 20;
+// Counts the draws of a loop that draws until a number is usable.
+class DrawCount {
+ public:
+  void operator++();
+
+ private:
+  long draws_ = 0;
+};
+// Counts a restart of a generation against kRestartCap.
+void countRestart(long& restarts);
 
 }  // namespace tavrel::stages

@@ -1,6 +1,6 @@
-#include "stages/stages.h"
-
 #include <cmath>
+
+#include "stages/stages.h"
 
 namespace tavrel::stages {
 
@@ -151,13 +151,24 @@ void normalise(double& u, double& v) {
   }
 }
 
+void DrawCount::operator++() {
+  if (++draws_ > kDrawsWithoutUse) throw RuntimeError("the random source draws no usable numbers");
+}
+
+void countRestart(long& restarts) {
+  if (++restarts > kRestartCap) throw RuntimeError("no stroke passes");
+}
+
 void Walker::startDraws(AppState& st) {
   stepcount = 0;
+  DrawCount count;
   do {
+    ++count;
     stepx = signedDraw(st);
     stepy = st.Rnd();
   } while (!(stepx != 0 && stepy != 0));
   do {
+    ++count;
     bendx = signedDraw(st);
     bendy = st.Rnd();
   } while (!(bendx != 0 && bendy != 0));
@@ -166,7 +177,9 @@ void Walker::startDraws(AppState& st) {
 }
 
 void Walker::twistDraw(AppState& st) {
+  DrawCount count;
   do {
+    ++count;
     twistx = signedDraw(st);
     twisty = st.Rnd();
     if (st.complexy == 2) twisty = signedDraw(st);

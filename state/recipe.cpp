@@ -152,8 +152,10 @@ std::optional<Recipe> recipeFromText(std::string_view text) {
 
   if (!paletteFromText(*field("palette"), r.palette)) return std::nullopt;
 
-  r.random = *field("random");
-  if (!Random().setState(r.random)) return std::nullopt;
+  // Kept as the source writes it, whatever leading zeros or spaces it had.
+  Random source;
+  if (!source.setState(*field("random"))) return std::nullopt;
+  r.random = source.state();
   return r;
 }
 

@@ -100,6 +100,10 @@ std::optional<ImageData> readBitmap(const QString& path) {
       return std::nullopt;
     handle->release();
   }
+  return readBitmap(file);
+}
+
+std::optional<ImageData> readBitmap(QIODevice& file) {
   const auto size = checkedSize(file.read(kMostBeforePixels), file.size());
   if (!size || !file.seek(0)) return std::nullopt;
 

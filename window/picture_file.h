@@ -3,6 +3,7 @@
 // is read.
 #pragma once
 
+#include <QIODevice>
 #include <QString>
 #include <cstdint>
 #include <optional>
@@ -23,5 +24,7 @@ inline constexpr std::int64_t kMaxBitmapPixels = std::int64_t{1} << 24;
 // path is not a regular file, or the file is not a consistent BMP within
 // the limits. Qt resource paths (":/...") work too.
 std::optional<ImageData> readBitmap(const QString& path);
+// The same from a device open for reading at its start.
+std::optional<ImageData> readBitmap(QIODevice& file);
 
 }  // namespace tavrel
