@@ -1,7 +1,9 @@
 // Runs the built tavrel-render and looks at what it leaves behind.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -13,6 +15,7 @@
 #include <vector>
 
 #include "canvas/image_io.h"
+#include "canvas/random.h"
 #include "state/recipe.h"
 #include "tests/temp_dir.h"
 
@@ -48,11 +51,13 @@ class RenderTest : public ::testing::Test {
     return root_ / name;
   }
 
-  // The exit status; what the run printed is left in out_ and err_.
-  int render(const std::string& args) {
+  // The exit status; what the run printed is left in out_ and err_. `limits`
+  // goes before the program: prlimit and timeout.
+  int render(const std::string& args, const std::string& limits = "",
+             const std::string& program = TAVREL_RENDER) {
     const fs::path out = root_ / "stdout", err = root_ / "stderr";
     const std::string command =
-        quoted(TAVREL_RENDER) + ' ' + args + " >" + quoted(out) + " 2>" + quoted(err);
+        limits + quoted(program) + ' ' + args + " >" + quoted(out) + " 2>" + quoted(err);
     const int raw = std::system(command.c_str());
     out_ = slurp(out), err_ = slurp(err);
     return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
@@ -89,9 +94,10 @@ TEST_F(RenderTest, BadInputIsOneLineExitTwoAndNoFile) {
     EXPECT_EQ(out_, "") << args;
   };
   for (const char* args :
-       {"--bogus", "-seed 1", "--seed", "--seed 4294967296", "--seed -1", "--count 0", "--surface 199x768",
-        "--surface 1024x16385", "--surface 1024", "--zoom 0", "--zoom 17", "--generator circles",
-        "--colors many", "--detail 1e309", "--window --zoom 16 --surface 2000x300"})
+       {"--bogus", "-seed 1", "--seed", "--seed 4294967296", "--seed -1", "--count 0",
+        "--surface 199x768", "--surface 1024x16385", "--surface 1024", "--zoom 0", "--zoom 17",
+        "--generator circles", "--colors many", "--detail 1e309",
+        "--window --zoom 16 --surface 2000x300"})
     refused(args);
   refused("--sides 1" + std::string(400, '0'));
   for (const char* name : {"bad.gpl", "missing.gpl"})
@@ -184,6 +190,178 @@ TEST_F(RenderTest, FromMakesEveryPictureAgain) {
   EXPECT_EQ(std::vector<Colour>(&recipe->palette[1], &recipe->palette[6]),
             (std::vector<Colour>{0x090909, 0xFFFFFF, 0x000001, 0x800000, basicPalette()[5]}));
 }
+
+// PNG files put together chunk by chunk, as a stranger might.
+std::string pngChunk(std::string_view type, std::string_view data) {
+  std::string c;
+  for (int shift : {24, 16, 8, 0}) c += static_cast<char>(data.size() >> shift);
+  c.append(type).append(data);
+  const std::string_view summed = std::string_view(c).substr(4);
+  const uLong sum = crc32(0, reinterpret_cast<const Bytef*>(summed.data()), summed.size());
+  for (int shift : {24, 16, 8, 0}) c += static_cast<char>(sum >> shift);
+  return c;
+}
+
+std::string packed(const std::string& text) {
+  std::string out(compressBound(text.size()), '\0');
+  uLongf size = out.size();
+  compress2(reinterpret_cast<Bytef*>(out.data()), &size,
+            reinterpret_cast<const Bytef*>(text.data()), text.size(), 9);
+  out.resize(size);
+  return out;
+}
+
+std::string pngStart(std::uint32_t width, std::uint32_t height) {
+  std::string header;
+  for (std::uint32_t v : {width, height})
+    for (int shift : {24, 16, 8, 0}) header += static_cast<char>(v >> shift);
+  header += std::string("\x08\x02\0\0\0", 5);  // 8-bit RGB
+  return std::string("\x89PNG\r\n\x1a\n") + pngChunk("IHDR", header);
+}
+
+std::string recipeChunk(const std::string& recipe) {
+  return pngChunk("iTXt",
+                  std::string(kRecipeKeyword) + std::string("\0\x01\0\0\0", 5) + packed(recipe));
+}
+
+// Files, arguments and folders from elsewhere, each made to break a reader
+// or a writer: a file that can't be used is refused in one printable line
+// and exit 2, the others make their picture; all in bounded time (and
+// memory where the file was about memory), nothing else written, nothing
+// outside the folder touched.
+TEST_F(RenderTest, UntrustedInputIsRefusedInOneLineWithinBounds) {
+  const fs::path in = folder("in"), out = folder("out");
+  ASSERT_EQ(render("--seed 9 --surface 400x300 --out " + quoted(in)), 0) << err_;
+  const std::string recipe = png(in / "shape-9-1.png").texts.at(0).second;
+  const auto withState = [&](const std::string& state) {
+    std::string text = recipe;
+    const auto at = text.find("random=") + 7;
+    text.replace(at, text.find('\n', at) - at, state);
+    return text;
+  };
+  std::string zeros;  // 624 words of zero and the index
+  for (int i = 0; i < 625; ++i) zeros += i ? " 0" : "0";
+  const std::string good = withState(Random(9).state());
+  const auto write = [&](const std::string& name, const std::string& bytes) {
+    std::ofstream(in / name, std::ios::binary) << bytes;
+    return quoted(in / name);
+  };
+  const auto pngWith = [&](const std::string& name, const std::string& text) {
+    return write(name, pngStart(400, 300) + recipeChunk(text) + pngChunk("IEND", ""));
+  };
+  std::string bigWord = good, negative = good, lowBitsOnly = zeros;
+  bigWord.replace(bigWord.find("random=") + 7, 1, "4294967296");
+  negative.replace(negative.find("random=") + 7, 0, "-");
+  lowBitsOnly.replace(0, 1, "2147483647");  // the top bit of the first word takes part, no more
+
+  // 300 text chunks of 16 MB each unpacked before the recipe; a picture
+  // declaring 16384 x 16384 pixels; a chunk of 1 GiB (a sparse file).
+  std::string chunks = pngStart(400, 300);
+  const std::string bomb = packed(std::string(16 << 20, 'a'));
+  for (int i = 0; i < 300; ++i)
+    chunks += pngChunk("zTXt", "Other " + std::to_string(i) + std::string("\0\0", 2) + bomb);
+  chunks += recipeChunk(good) + pngChunk("IEND", "");
+  const std::string tooLarge = pngStart(400, 300) + recipeChunk(std::string(1 << 20, 'x'));
+  {
+    std::ofstream gig(in / "gig.png", std::ios::binary);
+    gig << pngStart(400, 300) << std::string("\x40\0\0\0prVt", 8);
+    gig.seekp(std::streamoff{1} << 30, std::ios::cur);
+    gig << std::string(4, '\0') << recipeChunk(good) << pngChunk("IEND", "");
+  }
+  ASSERT_EQ(::mkfifo((in / "fifo").c_str(), 0600), 0);
+  // Links planted where a careless writer would write: the old temporary
+  // name, the picture's own name, a probe's name.
+  { std::ofstream(root_ / "victim") << "keep"; }
+  for (const char* name : {"shape-1-1.png.tmp", "shape-1-1.png", ".tavrel-render-probe"})
+    fs::create_symlink(root_ / "victim", out / name);
+
+    // Memory limits mean nothing to the address sanitizer's reserved space.
+#ifdef __SANITIZE_ADDRESS__
+  const std::string memory;
+#else
+  const std::string memory = "--as=100000000 ";
+#endif
+  const std::string time = "timeout -s KILL 20 prlimit --cpu=10 ";
+  const std::string bounded = time.substr(0, time.size() - 1) + " " + memory;
+  const std::string from = "--from ", notRegular = "' is not a regular file (see --help)\n";
+  struct Case {
+    std::string args;
+    int exit;
+    std::string message;  // stderr after "tavrel-render: "; the file written when exit 0
+    std::string limits = "";
+  };
+  const Case cases[] = {
+      // A random state with a word of 2^32, a negative word, all zeros, or
+      // nothing but bits the twister never uses.
+      {from + pngWith("big.png", bigWord), 2, "holds a broken recipe"},
+      {from + pngWith("negative.png", negative), 2, "holds a broken recipe"},
+      {from + pngWith("zeros.png", withState(zeros)), 2, "holds a broken recipe", time},
+      {from + pngWith("low.png", withState(lowBitsOnly)), 2, "holds a broken recipe", time},
+      // A FIFO or a folder where a file is read.
+      {"--colors user --palette " + quoted(in / "fifo"), 2, "", time},
+      {from + quoted(in / "fifo"), 2, "", time},
+      {from + quoted(in), 2, ""},
+      // Files that only need their recipe read.
+      {from + write("chunks.png", chunks), 0, "chunks-again.png", bounded},
+      {from + write("huge.png", pngStart(16384, 16384) + recipeChunk(good) +
+                                    pngChunk("IDAT", packed(std::string(1 << 20, '\0'))) +
+                                    pngChunk("IEND", "")),
+       0, "huge-again.png", bounded},
+      {from + quoted(in / "gig.png"), 0, "gig-again.png", bounded},
+      {from + write("large.png", tooLarge), 2, "holds a recipe too large to be one", bounded},
+      // Text that isn't one printable line, or is far too long to echo.
+      {"--sides \"$(printf '4\\377')\"", 2,
+       "--sides: '4\\xff' is not printable text of at most 256 bytes"},
+      {"--generator \"$(printf 'a\\nb')\"", 2, "--generator: unknown generator 'a\\nb'"},
+      {"--generator " + std::string(100000, 'x'), 2,
+       "--generator: unknown generator '" + std::string(100, 'x') + "...'"},
+      // Writing past the links planted in the folder.
+      {"--seed 1", 0, "shape-1-1.png"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.args.substr(0, 200));
+    const int exit = render("--out " + quoted(out) + " " + c.args, c.limits);
+    EXPECT_EQ(exit, c.exit) << err_;
+    if (c.exit == 2) {
+      EXPECT_EQ(out_, "");
+      if (c.message.empty()) {  // a FIFO or folder, named in the message
+        EXPECT_TRUE(err_.ends_with(notRegular)) << err_;
+      } else if (c.message.starts_with("--")) {
+        EXPECT_EQ(err_, "tavrel-render: " + c.message + " (see --help)\n");
+      } else {
+        EXPECT_TRUE(err_.ends_with("' " + c.message + " (see --help)\n")) << err_;
+      }
+      EXPECT_EQ(std::ranges::count(err_, '\n'), 1) << err_;
+    } else {
+      EXPECT_EQ(err_, "");
+      EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(out / c.message))) << c.message;
+      EXPECT_EQ(png(out / c.message).image.width, 102) << c.message;
+      fs::remove(out / c.message);
+    }
+  }
+  // Nothing but the links planted is left, and what they point to is as it was.
+  EXPECT_EQ(filesIn(out), (std::set<std::string>{"shape-1-1.png.tmp", ".tavrel-render-probe"}));
+  EXPECT_EQ(slurp(root_ / "victim"), "keep");
+}
+
+#ifdef TAVREL_SAVER
+// The module echoes what it is given the same way.
+TEST_F(RenderTest, TheModuleQuotesWhatItEchoes) {
+  const struct {
+    std::string args, message;
+  } cases[] = {
+      {"--window-id \"$(printf '1\\n2')\"",
+       "--window-id: '1\\n2' is not a window id (hex with 0x, or decimal)"},
+      {"--speed \"$(printf '\\1\\376')\"", "--speed: speed must be slow or fast, not '\\x01\\xfe'"},
+      {"--style " + std::string(5000, 'y'),
+       "--style: style must be fancy or regular, not '" + std::string(100, 'y') + "...'"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(render(c.args, "", TAVREL_SAVER), 2) << c.args;
+    EXPECT_EQ(err_, "tavrel-saver: " + c.message + " (see --help)\n");
+  }
+}
+#endif
 
 }  // namespace
 }  // namespace tavrel
