@@ -3,11 +3,13 @@
 #include "modes/settings.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
+#include "modes/pictures.h"
 #include "modes/program.h"
 #include "tests/modes/fake_run_host.h"
 #include "tests/temp_dir.h"
@@ -28,8 +30,8 @@ TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
       "pattern=part\npalette=#ff0000, nonsense ,#00ff00\nzoom=1000\n");
   // Two characters typed, then the field's upper limit; the lower limit comes
   // with the next generation; unreadable entries keep their design values.
-  Settings expected{"25", "0", true, true, kBasicColours, PatternMode::part, basicPalette(),
-                    kMaxSaveZoom};
+  Settings expected{"25",           "0",         true, true, kBasicColours, PatternMode::part,
+                    basicPalette(), kMaxSaveZoom};
   expected.palette[1] = 0x0000FF;
   expected.palette[3] = 0x00FF00;
   EXPECT_EQ(edited, expected);
@@ -82,6 +84,59 @@ TEST_F(SettingsEntries, AFolderThatCantBeWrittenGivesAMessage) {
   Program program(host);
   program.menuClick(Menu::fghfghg);
   EXPECT_EQ(host.messages.size(), 1u);
+}
+
+// Files from elsewhere where the window reads and writes: the settings at
+// start, Save settings, Import color scale and Save shape.
+TEST_F(SettingsEntries, FilesFromElsewhereAreReadWholeAndWritesFollowNoLink) {
+  fs::create_directories(dir_ / "tavrel");
+  const fs::path ini = settingsPath(), victim = dir_ / "victim";
+  std::ofstream(victim) << "keep";
+  // A line reaching past the read limit is not read; one ending at it is.
+  const auto padded = [](std::size_t lineStart, const std::string& line) {
+    return "[tavrel]\n#" + std::string(lineStart - 11, '-') + "\n" + line;
+  };
+  const struct {
+    std::string file, detail, seconds;
+  } cases[] = {
+      {padded(kMaxSettingsFile - 8, "detail=15\n"), "16", "10"},
+      {padded(kMaxSettingsFile - 10, "detail=15\n"), "15", "10"},
+      {"detail=1\x01\nseconds=\t5 \x7f\n", "1", "5"},
+      {"detail=\xff\xfe" "7\nseconds= 4  \n", "7", "4"},
+  };
+  for (const auto& c : cases) {
+    std::ofstream(ini, std::ios::binary | std::ios::trunc) << c.file;
+    FakeRunHost host(640, 480);
+    Program program(host);
+    program.loadSettings();
+    EXPECT_EQ(host.text(Field::Text3), c.detail) << c.file.substr(0, 40);
+    EXPECT_EQ(host.text(Field::Text5), c.seconds) << c.file.substr(0, 40);
+  }
+
+  // A FIFO as the settings file and as the palette is passed over at once.
+  fs::remove(ini);
+  ASSERT_EQ(::mkfifo(ini.c_str(), 0600), 0);
+  FakeRunHost host(640, 480);
+  Program program(host);
+  program.loadSettings();
+  EXPECT_EQ(currentSettings(host, program.st), Settings{});
+  host.chosenFile = ini.string();
+  program.menuClick(Menu::impcolor);
+  EXPECT_EQ(program.st.userColors, basicPalette());
+  ASSERT_EQ(host.messages.size(), 1u);
+  EXPECT_TRUE(host.messages[0].ends_with("tavrel.ini' is not a regular file")) << host.messages[0];
+
+  // Links planted at the settings file, its old temporary name and the
+  // picture's name are replaced or passed by, never written through.
+  fs::remove(ini);
+  for (const fs::path& link : {ini, fs::path(ini.string() + ".new"), dir_ / "a.png"})
+    fs::create_symlink(victim, link);
+  program.menuClick(Menu::fghfghg);
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(ini)));
+  const std::uint8_t bytes[] = {1, 2, 3};
+  EXPECT_EQ(writeNewFile(dir_.path, "a", "png", bytes), dir_ / "a-2.png");
+  std::ifstream in(victim);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "keep");
 }
 
 }  // namespace

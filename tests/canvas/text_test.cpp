@@ -1,0 +1,96 @@
+// Text from outside: what may stand in a field of a recipe, and how it is
+// echoed in a message; and the random source's state read back from text.
+#include "canvas/text.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "canvas/random.h"
+
+namespace tavrel {
+namespace {
+
+// 'text' as quotedText shows it, cut after `text` when `cut`.
+std::string inQuotes(const std::string& text, bool cut = false) {
+  std::string out(1, '\'');
+  out.append(text).append(cut ? "...'" : "'");
+  return out;
+}
+
+std::string repeated(const std::string& s, int n) {
+  std::string out;
+  for (int i = 0; i < n; ++i) out += s;
+  return out;
+}
+
+TEST(Text, QuotedTextIsOnePrintableShortLine) {
+  const struct {
+    std::string text, quoted;
+    bool printable;
+  } cases[] = {
+      {"16", "'16'", true},
+      {"", "''", true},
+      {"grün", "'grün'", true},  // UTF-8 stays as it is
+      {"a\nb\tc\rd", "'a\\nb\\tc\\rd'", false},
+      {std::string("a\0b", 3), "'a\\x00b'", false},
+      {"\x7f\xc2\x85", "'\\x7f\\xc2\\x85'", false},                    // DEL and a C1 control
+      {"\xff\xfe", "'\\xff\\xfe'", false},                             // not UTF-8
+      {"\xc0\xaf\xed\xa0\x80", "'\\xc0\\xaf\\xed\\xa0\\x80'", false},  // overlong, surrogate
+      {"\xe2\x82", "'\\xe2\\x82'", false},                             // cut short
+      {std::string(100, 'x'), inQuotes(std::string(100, 'x')), true},
+      {std::string(101, 'x'), inQuotes(std::string(100, 'x'), true), true},
+      {std::string(99, 'x') + "\n", inQuotes(std::string(99, 'x'), true), false},
+      {std::string(30, '\xe4'), inQuotes(repeated("\\xe4", 25), true), false},  // 4 places each
+      {repeated("ä", 101), inQuotes(repeated("ä", 100), true), true},           // 1 place each
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(quotedText(c.text), c.quoted) << c.quoted;
+    EXPECT_EQ(isPrintableText(c.text), c.printable) << c.quoted;
+  }
+}
+
+TEST(Text, ARandomStateIsTakenOnlyAsTheSourceWritesIt) {
+  const std::string good = Random(42).state();
+  std::string zeros;
+  for (int i = 0; i < 625; ++i) zeros += i ? " 0" : "0";
+  const auto with = [&](const std::string& from, std::size_t at, std::size_t n,
+                        const std::string& to) {
+    return from.substr(0, at) + to + from.substr(at + n);
+  };
+  const auto firstWord = good.find(' ');
+  const auto index = good.rfind(' ') + 1;
+  const struct {
+    std::string state;
+    bool taken;
+  } cases[] = {
+      {good, true},
+      {std::string(2, '0').append(good), true},         // leading zeros
+      {with(zeros, 0, 1, "2147483648"), true},          // one live bit
+      {zeros, false},                                   // all zero
+      {with(zeros, 0, 1, "2147483647"), false},         // only bits never used
+      {with(good, 0, firstWord, "4294967296"), false},  // a word of 2^32
+      {with(good, 0, firstWord, "-1"), false},          // a negative word
+      {with(good, 0, firstWord, "+1"), false},
+      {with(good, index, good.size() - index, "625"), false},  // index past the end
+      {with(good, index, good.size() - index, "0"), true},
+      {good.substr(0, good.rfind(' ')), false},  // a word short
+      {good + " 1", false},                      // a word too many
+      {with(good, firstWord, 1, "\t"), false},
+      {good + "x", false},
+  };
+  for (const auto& c : cases) {
+    Random r(7);
+    const std::string before = r.state();
+    EXPECT_EQ(r.setState(c.state), c.taken) << c.state.substr(0, 40);
+    if (!c.taken) {
+      EXPECT_EQ(r.state(), before);
+    }
+  }
+  Random r;
+  ASSERT_TRUE(r.setState(std::string(2, '0').append(good)));
+  EXPECT_EQ(r.state(), good);
+}
+
+}  // namespace
+}  // namespace tavrel
