@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -62,11 +63,12 @@ std::variant<std::string, ReadProblem> readFileCapped(const fs::path& path, std:
   auto opened = openRegular(path);
   if (auto* problem = std::get_if<ReadProblem>(&opened)) return *problem;
   const FileHandle file = std::move(std::get<FileHandle>(opened));
+  // One byte past the limit tells a file that ends there from a longer one;
+  // the buffer grows with what is read, not with what the file claims.
   std::string text;
-  // One byte past the limit tells a file that ends there from a longer one.
-  text.resize(limit + 1);
   std::size_t got = 0;
-  while (got < text.size()) {
+  while (got <= limit) {
+    if (got == text.size()) text.resize(std::min(limit + 1, std::max<std::size_t>(2 * got, 65536)));
     const ssize_t n = ::read(file.get(), text.data() + got, text.size() - got);
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return ReadProblem::readError;

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
+#include "tests/temp_dir.h"
 
 namespace tavrel {
 namespace {
@@ -27,11 +31,36 @@ TEST(GimpPalette, BrokenFilesNameTheLineInOneLine) {
       {"GIMP Palette\n0 256 0\n", "line 2: '256' is not a value from 0 to 255"},
       {"GIMP Palette\n\n-1 0 0\n", "line 3: '-1'"},
       {"GIMP Palette\n0 0 99999999999999999999\n", "line 2: "},
+      {"GIMP Palette\n1 \x01\xff 3\n", "line 2: '\\x01\\xff' is not a number"},
   };
   for (const auto& [text, message] : cases) {
     const std::string m = std::get<std::string>(parseGimpPalette(text));
     EXPECT_NE(m.find(message), std::string::npos) << text << " gave: " << m;
     EXPECT_EQ(m.find('\n'), std::string::npos) << m;
+  }
+}
+
+TEST(GimpPalette, OnlyARegularFileOfAtMostOneMebibyteIsRead) {
+  const testing_support::TempDir dir;
+  const std::string palette = "GIMP Palette\n1 2 3\n";
+  std::ofstream(dir / "large.gpl") << palette << std::string((1 << 20) - palette.size() + 1, '#');
+  std::ofstream(dir / "fits.gpl") << palette << std::string((1 << 20) - palette.size(), '#');
+  std::filesystem::create_symlink(dir / "fits.gpl", dir / "link.gpl");
+  const std::pair<const char*, const char*> cases[] = {
+      {"large.gpl", "' is too large for a palette"},
+      {"fits.gpl", ""},
+      {"link.gpl", ""},
+      {"missing.gpl", "' can't be read"},
+      {"", "' is not a regular file"},  // the folder
+  };
+  for (const auto& [name, message] : cases) {
+    const auto read = readGimpPalette(dir / name);
+    if (*message) {
+      ASSERT_TRUE(std::holds_alternative<std::string>(read)) << name;
+      EXPECT_TRUE(std::get<std::string>(read).ends_with(message)) << std::get<std::string>(read);
+    } else {
+      EXPECT_EQ(std::get<std::vector<Colour>>(read), std::vector<Colour>{0x030201}) << name;
+    }
   }
 }
 
