@@ -55,26 +55,27 @@ xcb_atom_t atom(xcb_connection_t* c, const char* name) {
 
 }  // namespace
 
-std::variant<std::unique_ptr<XScreen>, std::string> XScreen::open(const Resolved& target) {
+std::variant<std::unique_ptr<XScreen>, Refusal> XScreen::open(const Resolved& target) {
   int screenNumber = 0;
   xcb_connection_t* c = xcb_connect(nullptr, &screenNumber);
   if (xcb_connection_has_error(c)) {
     xcb_disconnect(c);
     const char* display = std::getenv("DISPLAY");
-    return std::string("cannot open the display '") + (display ? display : "") + "'";
+    return Refusal{std::string("cannot open the display '") + (display ? display : "") + "'"};
   }
   std::unique_ptr<XScreen> screen(new XScreen(c, XCB_NONE));
   if (auto problem = screen->bind(target, screenNumber)) return *problem;
   return screen;
 }
 
-std::optional<std::string> XScreen::bind(const Resolved& target, int screenNumber) {
+std::optional<Refusal> XScreen::bind(const Resolved& target, int screenNumber) {
   const xcb_setup_t* setup = xcb_get_setup(c_);
   const xcb_screen_t* screen = screenNumbered(setup, screenNumber);
-  if (screen == nullptr) return "the display has no screen " + std::to_string(screenNumber);
+  if (screen == nullptr)
+    return Refusal{"the display has no screen " + std::to_string(screenNumber)};
   xcb_visualid_t visual = screen->root_visual;
   if (target.target == Target::ownWindow) {
-    if (!createOwnWindow(screen)) return std::string("cannot create a window");
+    if (!createOwnWindow(screen)) return Refusal{"cannot create a window"};
     depth_ = screen->root_depth;
   } else {
     window_ = target.target == Target::root ? screen->root : target.windowId;
@@ -84,9 +85,10 @@ std::optional<std::string> XScreen::bind(const Resolved& target, int screenNumbe
     const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
         c_, xcb_get_window_attributes(c_, window_), error ? nullptr : &error));
     std::free(error);
-    if (!geometry || !attributes) return "there is no window " + hexId(window_) + " on the display";
+    if (!geometry || !attributes)
+      return Refusal{"there is no window " + hexId(window_) + " on the display", 2};
     screen = screenOfRoot(setup, geometry->root);
-    if (screen == nullptr) return "the window " + hexId(window_) + " is on no screen";
+    if (screen == nullptr) return Refusal{"the window " + hexId(window_) + " is on no screen"};
     width_ = geometry->width;
     height_ = geometry->height;
     depth_ = geometry->depth;
@@ -97,7 +99,7 @@ std::optional<std::string> XScreen::bind(const Resolved& target, int screenNumbe
 
   const xcb_visualtype_t* v = findVisual(screen, visual);
   if (v == nullptr || v->_class != XCB_VISUAL_CLASS_TRUE_COLOR)
-    return "the window " + hexId(window_) + " is not TrueColor";
+    return Refusal{"the window " + hexId(window_) + " is not TrueColor"};
   format_.redMask = v->red_mask;
   format_.greenMask = v->green_mask;
   format_.blueMask = v->blue_mask;
@@ -111,8 +113,8 @@ std::optional<std::string> XScreen::bind(const Resolved& target, int screenNumbe
     format_.scanlinePad = f.data->scanline_pad;
   }
   if (!supported(format_)) {
-    return "the window " + hexId(window_) + " has " + std::to_string(format_.bitsPerPixel) +
-           " bits per pixel; 16, 24 or 32 are needed";
+    return Refusal{"the window " + hexId(window_) + " has " + std::to_string(format_.bitsPerPixel) +
+                   " bits per pixel; 16, 24 or 32 are needed"};
   }
   maxRequestBytes_ = static_cast<std::size_t>(xcb_get_maximum_request_length(c_)) * 4;
 

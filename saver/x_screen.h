@@ -18,10 +18,17 @@
 
 namespace tavrel::saver {
 
+// Why the module cannot draw: the message and the exit status, 2 when the
+// window it was given does not exist, 1 when a piece is missing.
+struct Refusal {
+  std::string message;
+  int status = 1;
+};
+
 class XScreen {
  public:
-  // Connects to $DISPLAY and binds the target window; the message when either fails.
-  static std::variant<std::unique_ptr<XScreen>, std::string> open(const Resolved& target);
+  // Connects to $DISPLAY and binds the target window.
+  static std::variant<std::unique_ptr<XScreen>, Refusal> open(const Resolved& target);
   ~XScreen();
   XScreen(const XScreen&) = delete;
   XScreen& operator=(const XScreen&) = delete;
@@ -56,7 +63,7 @@ class XScreen {
 
  private:
   XScreen(xcb_connection_t* c, xcb_window_t window) : c_(c), window_(window) {}
-  std::optional<std::string> bind(const Resolved& target, int screenNumber);
+  std::optional<Refusal> bind(const Resolved& target, int screenNumber);
   bool createOwnWindow(const xcb_screen_t* screen);
   void fill(const Rect& r);
 
