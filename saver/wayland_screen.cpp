@@ -586,9 +586,14 @@ Wayland::~Wayland() {
 }
 
 std::optional<std::string> Wayland::connect() {
+  const char* name = std::getenv("WAYLAND_DISPLAY");
+  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+  // A socket name is found in the runtime folder; without one libwayland
+  // would add a line of its own.
+  if ((name == nullptr || *name != '/') && (runtime == nullptr || *runtime == '\0'))
+    return std::string("cannot connect to the Wayland compositor: XDG_RUNTIME_DIR is not set");
   display_ = wl_display_connect(nullptr);
   if (display_ == nullptr) {
-    const char* name = std::getenv("WAYLAND_DISPLAY");
     return std::string("cannot connect to the Wayland compositor '") +
            (name && *name ? name : "wayland-0") + "'";
   }

@@ -16,72 +16,11 @@
 #include <string>
 #include <thread>
 
-#include "canvas/image_io.h"
-#include "tests/temp_dir.h"
+#include "saver_process.h"
 #include "x_probe.h"
 
 namespace tavrel::saver::test {
 namespace {
-
-using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
-
-// A program the test starts, killed with the test however the test ends; its
-// standard error is kept.
-class Child {
- public:
-  explicit Child(const std::vector<std::string>& argv) : err_(memfd_create("stderr", MFD_CLOEXEC)) {
-    const pid_t parent = getpid();
-    pid_ = fork();
-    if (pid_ < 0) throw std::runtime_error("fork failed");
-    if (pid_ > 0) return;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) _exit(127);
-    dup2(err_, 2);
-    std::vector<char*> args(argv.size() + 1);  // ends in a null pointer
-    for (std::size_t i = 0; i < argv.size(); ++i) args[i] = const_cast<char*>(argv[i].c_str());
-    execvp(args[0], args.data());
-    _exit(127);
-  }
-  ~Child() {
-    if (!status_ && kill(pid_, SIGKILL) == 0) waitpid(pid_, nullptr, 0);
-    close(err_);
-  }
-  void signal(int sig) const { kill(pid_, sig); }
-  // The exit status once it ended within `limit`; 128 + n for signal n.
-  std::optional<int> waitExit(std::chrono::milliseconds limit) {
-    const auto end = Clock::now() + limit;
-    for (int raw = 0; !status_ && Clock::now() < end; std::this_thread::sleep_for(5ms))
-      if (waitpid(pid_, &raw, WNOHANG) == pid_)
-        status_ = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-    return status_;
-  }
-  std::string stderrText() const {
-    std::string text(static_cast<std::size_t>(lseek(err_, 0, SEEK_END)), '\0');
-    return pread(err_, text.data(), text.size(), 0) < 0 ? "" : text;
-  }
-
- private:
-  int err_;
-  pid_t pid_ = -1;
-  std::optional<int> status_;
-};
-
-// The pictures tavrel-render --screensaver writes with these options, in order:
-// the module must show these.
-std::vector<ImageData> rendered(const std::string& options, int count) {
-  const testing_support::TempDir dir;
-  const std::string command = "'" TAVREL_RENDER "' --screensaver --count " + std::to_string(count) +
-                              " --out '" + dir.path.string() + "' " + options + " >/dev/null";
-  std::vector<std::filesystem::path> files;
-  if (std::system(command.c_str()) == 0)
-    for (const auto& file : std::filesystem::directory_iterator(dir.path)) files.push_back(file);
-  std::ranges::sort(files);  // NAME-1.png, NAME-2.png, ...
-  std::vector<ImageData> pictures;
-  for (const auto& file : files) pictures.push_back(readPng(file).value_or(PngFile{}).image);
-  if (std::ssize(pictures) != count) throw std::runtime_error("no pictures from " + command);
-  return pictures;
-}
 
 std::string hex(std::uint32_t id) {
   char text[16] = "0x";
@@ -104,6 +43,7 @@ class SaverX : public ::testing::Test {
     close(fds[0]);
     setenv("DISPLAY", std::string(":").append(std::to_string(std::atoi(number))).c_str(), 1);
     unsetenv("TAVREL_SCALE");
+    unsetenv("WAYLAND_DISPLAY");
     c_ = xcb_connect(nullptr, nullptr);
     screen_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
     return xcb_connection_has_error(c_) == 0;
@@ -177,8 +117,27 @@ TEST_F(SaverX, InTheGivenWindowOnlyAPictureThatMovesIsReplacedAndEndsOnSigterm) 
       xcb_query_tree_reply(c_, xcb_query_tree(c_, screen_->root), nullptr));
   EXPECT_EQ(xcb_query_tree_children_length(tree.get()), 1);  // the host window
   EXPECT_TRUE(waitForPicture(host, second));
+  // It ends as the signal says, so the daemon sees a module it stopped.
   module.signal(SIGTERM);
-  EXPECT_EQ(module.waitExit(1000ms), 0);
+  EXPECT_EQ(module.waitExit(1000ms), 128 + SIGTERM);
+}
+
+// A server that stops reading: the module's uploads fill the connection and
+// its write blocks; SIGTERM still ends it within a second.
+TEST_F(SaverX, SigtermEndsItWhileTheServerIsStalled) {
+  ASSERT_TRUE(openDisplay("640x480x24"));
+  const xcb_window_t host = hostWindow(0, 0, 640, 480);
+  setenv("TAVREL_SCALE", "4", 1);  // pictures of 666 kB each
+  Child& module = startModule("--window-id " + hex(host) + " --seed 4");
+  ASSERT_TRUE(waitForPicture(host, rendered("--seed 4", 1)[0], 4)) << module.stderrText();
+  server_->signal(SIGSTOP);
+  for (int i = 0; i < 3; ++i) {
+    module.signal(SIGUSR1);
+    std::this_thread::sleep_for(300ms);
+  }
+  module.signal(SIGTERM);
+  EXPECT_EQ(module.waitExit(1000ms), 128 + SIGTERM);
+  server_->signal(SIGCONT);
 }
 
 // On a 16-bit screen: the root window in crisp pixel pairs, and a settings
@@ -215,7 +174,8 @@ TEST_F(SaverX, BadInputGivesOneLineAndAnExitStatus) {
       {"-interval 0", "", 2, "'0' is not a number of seconds"},
       {"--window-id zz", "", 2, "'zz' is not a window id"},
       {"-root", "junk", 2, "XSCREENSAVER_WINDOW 'junk'"},
-      {"--window-id 0x1fffff0", "", 1, "there is no window 0x1fffff0"},
+      {"--window-id 0x1fffff0", "", 2, "there is no window 0x1fffff0"},
+      {"", "0x1fffff0", 2, "there is no window 0x1fffff0"},
   };
   for (const auto& [args, variable, status, says] : cases) {
     Child& module = startModule(args, variable);
