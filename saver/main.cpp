@@ -36,28 +36,6 @@ Layout layoutOf(const XScreen& screen) {
                    scale ? std::optional<std::string_view>(scale) : std::nullopt);
 }
 
-// Frames drawn in the last whole second, as the text --fps shows.
-class FrameRate {
- public:
-  explicit FrameRate(Clock::time_point start) : since_(start) {}
-  // Counts a frame; true when the text changed.
-  bool frame(Clock::time_point now) {
-    ++frames_;
-    if (now - since_ < std::chrono::seconds(1)) return false;
-    const double seconds = std::chrono::duration<double>(now - since_).count();
-    std::snprintf(text_, sizeof text_, "%.1f fps", frames_ / seconds);
-    frames_ = 0;
-    since_ = now;
-    return true;
-  }
-  const char* text() const { return text_; }
-
- private:
-  Clock::time_point since_;
-  int frames_ = 0;
-  char text_[32] = "";
-};
-
 // Runs until a signal or the window ends it.
 Ending run(XScreen& screen, const Settings& s, std::uint32_t seed) {
   Layout layout = layoutOf(screen);
@@ -68,7 +46,7 @@ Ending run(XScreen& screen, const Settings& s, std::uint32_t seed) {
   Bounce bounce(layout.width, layout.height, directions);
   Timeline timeline(Clock::now(), std::chrono::seconds(s.interval), stepPeriod(s.fast));
   FrameRate rate(Clock::now());
-  const bool showRate = s.fps && screen.prepareText();
+  const bool showRate = s.fps;
   Picture current;
 
   for (;;) {
@@ -91,7 +69,7 @@ Ending run(XScreen& screen, const Settings& s, std::uint32_t seed) {
       }
     }
     const bool drew = screen.show(bounce.left() * layout.zoom, bounce.top() * layout.zoom);
-    if (showRate && (rate.frame(now) || drew)) screen.showText(rate.text());
+    if (showRate && (rate.frame(now) || drew)) screen.showText(rate.text(), layout.zoom);
     if (!screen.flush()) return {};
 
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(timeline.wake() - Clock::now());

@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <variant>
 
 #include "canvas/surface.h"
@@ -52,10 +54,8 @@ class XScreen {
   // The picture's top left corner at (x, y) in device pixels. Draws only
   // what changed since the last call; true when it drew.
   bool show(int x, int y);
-  // Opens the server's "fixed" font for showText; false when it has none.
-  bool prepareText();
-  // A line of text over the top left corner.
-  void showText(std::string_view text);
+  // A line of text over the top left corner, enlarged `zoom` times.
+  void showText(std::string_view text, int zoom);
   // Sends what is queued; false when the connection broke.
   bool flush();
   // Waits until the server has carried out every request sent so far.
@@ -66,6 +66,8 @@ class XScreen {
   std::optional<Refusal> bind(const Resolved& target, int screenNumber);
   bool createOwnWindow(const xcb_screen_t* screen);
   void fill(const Rect& r);
+  void putImage(xcb_drawable_t to, const ImageData& img, int zoom, int x, int y);
+  void allocateColours(const ImageData& img);
 
   xcb_connection_t* c_;
   xcb_window_t window_;
@@ -76,8 +78,12 @@ class XScreen {
   std::uint8_t depth_ = 0;
   PixelFormat format_;
   std::size_t maxRequestBytes_ = 0;
-  xcb_gcontext_t gc_ = 0;      // black foreground, no exposure events from copies
-  xcb_gcontext_t textGc_ = 0;  // white on black in the server's "fixed" font; 0 without it
+  xcb_gcontext_t gc_ = 0;  // black foreground, no exposure events from copies
+  // On a screen with a colour map: the cells of the colours in use, and
+  // which of them this module allocated.
+  xcb_colormap_t colormap_ = 0;
+  std::unordered_map<Colour, std::uint32_t> cells_;
+  std::unordered_set<Colour> allocated_;
   xcb_pixmap_t pixmap_ = 0;
   Rect picture_;               // the pixmap's size
   std::optional<Rect> shown_;  // where the picture stands on the window, if anywhere

@@ -167,6 +167,66 @@ TEST_F(SaverX, SixteenBitRootWindowAndAPreviewUntilItIsDestroyed) {
   EXPECT_EQ(module.stderrText(), "");
 }
 
+// An 8-bit screen with a colour map: the colours a picture needs are
+// allocated, every pixel exact; a picture with more colours than the map
+// holds shows in the nearest ones.
+TEST_F(SaverX, EightBitScreenWithAColourMap) {
+  ASSERT_TRUE(openDisplay("640x480x8"));
+  const auto* visual = xcb_depth_visuals(xcb_screen_allowed_depths_iterator(screen_).data);
+  if (screen_->root_depth != 8 || visual->_class != XCB_VISUAL_CLASS_PSEUDO_COLOR)
+    GTEST_SKIP() << "Xvfb gave no 8-bit colour map";
+  const std::string basic = "--seed 6 --colors basic";
+  Child& module = startModule("--root " + basic + " --interval 1");
+  const auto pictures = rendered(basic, 2);
+  EXPECT_TRUE(waitForPicture(screen_->root, pictures[0])) << module.stderrText();
+  EXPECT_TRUE(waitForPicture(screen_->root, pictures[1])) << module.stderrText();
+  module.signal(SIGTERM);
+  EXPECT_EQ(module.waitExit(1000ms), 128 + SIGTERM);
+
+  // Every free cell taken by another client, set to a colour cube of five
+  // levels a channel: the module's picture shows in the cube's nearest colours.
+  std::vector<std::uint32_t> taken;
+  for (;;) {
+    const Reply<xcb_alloc_color_cells_reply_t> r(xcb_alloc_color_cells_reply(
+        c_, xcb_alloc_color_cells(c_, 0, screen_->default_colormap, 1, 0), nullptr));
+    if (!r) break;
+    taken.push_back(xcb_alloc_color_cells_pixels(r.get())[0]);
+  }
+  ASSERT_GE(taken.size(), 125u);
+  std::vector<xcb_coloritem_t> cube;
+  for (std::uint32_t i = 0; i < 125; ++i) {
+    const auto level = [&](int n) { return static_cast<std::uint16_t>(n % 5 * 0x3FFF); };
+    cube.push_back({taken[i], level(static_cast<int>(i)), level(static_cast<int>(i) / 5),
+                    level(static_cast<int>(i) / 25),
+                    XCB_COLOR_FLAG_RED | XCB_COLOR_FLAG_GREEN | XCB_COLOR_FLAG_BLUE, 0});
+  }
+  xcb_store_colors(c_, screen_->default_colormap, static_cast<std::uint32_t>(cube.size()),
+                   cube.data());
+  Child& nearest = startModule("--root " + basic);
+  // What the picture looks like in the map's nearest colours.
+  std::vector<std::uint32_t> cells(256);
+  for (std::uint32_t i = 0; i < 256; ++i) cells[i] = i;
+  const Reply<xcb_query_colors_reply_t> map(xcb_query_colors_reply(
+      c_, xcb_query_colors(c_, screen_->default_colormap, 256, cells.data()), nullptr));
+  ASSERT_TRUE(map);
+  ImageData expected = pictures[0];
+  for (Colour& c : expected.pixels) {
+    const Colour wanted = c;
+    long best = -1;
+    for (int i = 0; i < 256; ++i) {
+      const xcb_rgb_t& v = xcb_query_colors_colors(map.get())[i];
+      long d = 0;
+      for (auto [level, shift] : {std::pair{v.red, 0}, {v.green, 8}, {v.blue, 16}})
+        d += ((level >> 8) - static_cast<long>(wanted >> shift & 0xFF)) *
+             ((level >> 8) - static_cast<long>(wanted >> shift & 0xFF));
+      if (best < 0 || d < best)
+        best = d, c = static_cast<Colour>(v.red >> 8 | (v.green >> 8) << 8 | (v.blue >> 8) << 16);
+    }
+  }
+  EXPECT_NE(expected, pictures[0]);
+  EXPECT_TRUE(waitForPicture(screen_->root, expected)) << nearest.stderrText();
+}
+
 TEST_F(SaverX, BadInputGivesOneLineAndAnExitStatus) {
   ASSERT_TRUE(openDisplay("320x240x24"));
   const std::tuple<const char*, const char*, int, std::string> cases[] = {
