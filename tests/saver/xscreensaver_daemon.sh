@@ -41,7 +41,7 @@ dpmsEnabled: False
 timeout: 0:30:00
 cycle: 0:00:00
 SETTINGS
-printf 'programs:   \\\n                %s --root --seed %s  \\n\n' "$tmp/tavrel-saver" "$seed" \
+printf 'programs:   \\\n                "Tavrel" %s --root --seed %s  \\n\n' "$tmp/tavrel-saver" "$seed" \
   >>"$tmp/.xscreensaver"
 [ "$user" = "$(id -un)" ] || chown -R "$user" "$tmp"
 
