@@ -90,6 +90,8 @@ class Timeline {
   void pictureNow(Clock::time_point now);
   // The earliest time something falls due.
   Clock::time_point wake() const { return std::min(nextStep_, nextPicture_); }
+  // When the next picture falls due.
+  Clock::time_point nextPicture() const { return nextPicture_; }
 
  private:
   Clock::duration interval_, stepPeriod_;

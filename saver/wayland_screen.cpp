@@ -66,6 +66,9 @@ class Output {
   // Draws and commits when the picture moved or changed, the compositor is
   // ready for a frame and a buffer is free.
   void draw(const ImageData* picture, std::uint64_t generation);
+  // Whether it would draw at once: shown, and not waiting for the
+  // compositor's callback of its last frame.
+  bool ready() const { return configured_ && memory_ != MAP_FAILED && !frame_; }
 
  private:
   void announce();
@@ -614,9 +617,12 @@ Ending Wayland::run() {
                     stepPeriod(settings_.fast));
   Picture current;
   const int fd = wl_display_get_fd(display_);
+  // The compositor's frame callbacks pace the drawing: a step due within
+  // half a period is taken at the callback rather than woken for.
+  const Clock::duration early = stepPeriod(settings_.fast) / 2;
   for (;;) {
     if (closed || (input && settings_.inputExits)) return {};
-    const Timeline::Due due = timeline.take(Clock::now());
+    const Timeline::Due due = timeline.take(Clock::now() + early);
     for (const auto& o : outputs_) o->step(due.steps);
     if (due.picture) {
       if (Picture made = pictures.next()) {
@@ -624,7 +630,13 @@ Ending Wayland::run() {
         ++generation;
       }
     }
-    for (const auto& o : outputs_) o->draw(current.get(), generation);
+    bool idle = false;
+    for (const auto& o : outputs_) {
+      o->draw(current.get(), generation);
+      idle = idle || o->ready();
+    }
+    // Waiting for frame callbacks, only a picture is worth waking for.
+    const Clock::time_point wake = idle ? timeline.wake() : timeline.nextPicture();
 
     while (wl_display_prepare_read(display_) != 0)
       if (wl_display_dispatch_pending(display_) < 0) return {};
@@ -636,7 +648,7 @@ Ending Wayland::run() {
       }
       events |= POLLOUT;  // the compositor reads slowly: wait until it has room
     }
-    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(timeline.wake() - Clock::now());
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(wake - early - Clock::now());
     pollfd fds[] = {{fd, events, 0}, {signalDescriptor(), POLLIN, 0}};
     const int n = poll(fds, 2, static_cast<int>(std::max<long long>(0, wait.count())));
     if (n > 0 && (fds[0].revents & (POLLIN | POLLERR | POLLHUP))) {
@@ -645,6 +657,7 @@ Ending Wayland::run() {
       wl_display_cancel_read(display_);
     }
     if (wl_display_dispatch_pending(display_) < 0) return {};
+    if (n <= 0 || !(fds[1].revents & POLLIN)) continue;
     while (const int signal = takeSignal()) {
       if (ends(signal)) return {0, signal};
       timeline.pictureNow(Clock::now());
