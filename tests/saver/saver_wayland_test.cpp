@@ -46,7 +46,7 @@ class SaverWayland : public ::testing::Test {
     // The compositor's runtime folder is the test's own: its sockets never
     // meet another run's.
     fs::permissions(dir_.path, fs::perms::owner_all, fs::perm_options::replace);
-    std::ofstream(dir_ / "config") << "xwayland disable\n";
+    std::ofstream(dir_ / "config") << "xwayland disable\ndefault_border none\n";
     std::vector<std::string> sway{"setpriv", "--pdeathsig", "KILL", "--"};
     if (getuid() == 0) {
       const char* user = "tavrel-saver-test";
@@ -226,6 +226,64 @@ TEST_F(SaverWayland, FullScreenWindowsWithoutLayerShell) {
   ASSERT_TRUE(key());
   EXPECT_EQ(module.waitExit(1000ms), 0);
 }
+
+#ifdef TAVREL_APP
+// Lines of the shot where most of the pixels are light, as a menu bar is.
+bool lightRow(const Shot& shot, int top, int bottom) {
+  for (int y = top; y < bottom && y < shot.height; ++y) {
+    int light = 0;
+    for (int x = 0; x < shot.width; ++x) light += (shot.at(x, y) & 0xFF) > 180;
+    if (light * 10 > shot.width * 9) return true;
+  }
+  return false;
+}
+
+// The window natively on Wayland: it starts, "Click to begin" takes a click
+// of the pointer, the menu bar comes, and it quits when the compositor
+// closes it.
+TEST_F(SaverWayland, TheWindowRunsNatively) {
+  ASSERT_TRUE(swaymsg("output HEADLESS-1 mode 1024x768"));
+  const testing_support::TempDir config;
+  setenv("XDG_CONFIG_HOME", config.path.c_str(), 1);
+  setenv("QT_QPA_PLATFORM", "wayland", 1);
+  setenv("TAVREL_SCALE", "1", 1);
+  Child app({"sh", "-c", "cd '" TAVREL_SAMPLES "' && exec '" TAVREL_APP "'"});
+  // The button: the light box at the top left of the black start screen
+  // (not the white of a window not yet drawn).
+  std::optional<Shot> start;
+  int left = 0, top = 0, right = -1, bottom = -1;
+  const auto button = [&] {
+    return right - left > 30 && right - left < 150 && bottom - top > 10 && bottom - top < 60;
+  };
+  for (const auto end = Clock::now() + 10s; Clock::now() < end && !button();) {
+    std::this_thread::sleep_for(100ms);
+    start = shot("HEADLESS-1");
+    if (!start) continue;
+    left = top = 200;
+    right = bottom = -1;
+    for (int y = 0; y < 200; ++y)
+      for (int x = 0; x < 200; ++x)
+        if (const Colour c = start->at(x, y);
+            std::min({c & 0xFF, c >> 8 & 0xFF, c >> 16 & 0xFF}) > 0xE8) {
+          left = std::min(left, x), top = std::min(top, y);
+          right = std::max(right, x), bottom = std::max(bottom, y);
+        }
+  }
+  ASSERT_TRUE(button()) << "no start screen: " << app.stderrText();
+  EXPECT_FALSE(lightRow(*start, 0, top));
+  ASSERT_TRUE(pointer("click " + std::to_string((left + right) / 2) + " " +
+                      std::to_string((top + bottom) / 2) + " 1024 768"));
+  bool menus = false;
+  for (const auto end = Clock::now() + 10s; Clock::now() < end && !menus;) {
+    std::this_thread::sleep_for(100ms);
+    const auto s = shot("HEADLESS-1");
+    menus = s && lightRow(*s, 0, top);
+  }
+  EXPECT_TRUE(menus) << "no menu bar after the click: " << app.stderrText();
+  ASSERT_TRUE(swaymsg("[app_id=tavrel] kill"));
+  EXPECT_EQ(app.waitExit(10s), 0) << app.stderrText();
+}
+#endif
 
 TEST(SaverWaylandMissing, NoCompositorGivesOneLineAndExitOne) {
   const testing_support::TempDir runtime;
