@@ -33,11 +33,36 @@ using Clock = Timeline::Clock;
 // wl_shm's XRGB8888: little-endian words 0x00RRGGBB, which every compositor offers.
 constexpr PixelFormat kXrgb{0xFF0000, 0xFF00, 0xFF, 0, 32, 32, false};
 constexpr int kBytesPerPixel = 4;
+constexpr int kTextMargin = 2;  // program pixels from the corner, as on X
 
-// The picture enlarged for one zoom, in the buffers' format.
+// An image enlarged for one zoom, in the buffers' format; converted once
+// for each version of the image.
 struct Converted {
+  std::uint64_t version = 0;
+  int zoom = 0;
   int width = 0, height = 0;
   std::vector<std::uint8_t> bytes;
+
+  const Converted* from(const ImageData* img, std::uint64_t v, int z) {
+    if (img == nullptr) return nullptr;
+    if (v != version || z != zoom) {
+      version = v;
+      zoom = z;
+      width = img->width * z;
+      height = img->height * z;
+      bytes = serverImage(*img, z, kXrgb);
+    }
+    return this;
+  }
+};
+
+// What every output shows: the picture and, with --fps, a line of text over
+// its top left corner; each with a number that changes with it.
+struct Scene {
+  const ImageData* picture = nullptr;
+  std::uint64_t pictureVersion = 0;
+  const ImageData* text = nullptr;
+  std::uint64_t textVersion = 0;
 };
 
 class Wayland;
@@ -63,9 +88,9 @@ class Output {
     if (bounce_)
       for (int i = 0; i < steps; ++i) bounce_->step();
   }
-  // Draws and commits when the picture moved or changed, the compositor is
-  // ready for a frame and a buffer is free.
-  void draw(const ImageData* picture, std::uint64_t generation);
+  // Draws and commits when the picture moved or something changed, the
+  // compositor is ready for a frame and a buffer is free; whether it drew.
+  bool draw(const Scene& scene);
   // Whether it would draw at once: shown, and not waiting for the
   // compositor's callback of its last frame.
   bool ready() const { return configured_ && memory_ != MAP_FAILED && !frame_; }
@@ -78,7 +103,6 @@ class Output {
   bool allocate(int width, int height);
   void dropBuffers();
   void dropSurface();
-  const Converted* converted(const ImageData* picture);
 
   static const wl_output_listener kOutputListener;
   static const zwlr_layer_surface_v1_listener kLayerListener;
@@ -112,9 +136,8 @@ class Output {
   wl_callback* frame_ = nullptr;
   bool fresh_ = true;              // nothing committed since the buffers were made
   std::optional<Rect> committed_;  // where the picture stands on the output
-  std::uint64_t generation_ = 0;   // the picture committed
-  std::map<int, Converted> converted_;
-  std::uint64_t convertedGeneration_ = 0;
+  std::uint64_t pictureVersion_ = 0, textVersion_ = 0;  // as committed
+  Converted picture_, text_;
 };
 
 class Wayland {
@@ -130,10 +153,9 @@ class Wayland {
   xdg_wm_base* wmBase = nullptr;
   wp_viewporter* viewporter = nullptr;
   wp_fractional_scale_manager_v1* fractionalScale = nullptr;
-  bool ready = false;            // the globals are bound: outputs may make surfaces
-  bool input = false;            // a key, button or motion came
-  bool closed = false;           // a window was closed by the compositor
-  std::uint64_t generation = 0;  // counts the pictures made
+  bool ready = false;   // the globals are bound: outputs may make surfaces
+  bool input = false;   // a key, button or motion came
+  bool closed = false;  // a window was closed by the compositor
 
  private:
   struct Seat {
@@ -380,27 +402,18 @@ const wl_buffer_listener Output::kBufferListener = {
     .release = [](void* data, wl_buffer*) { static_cast<Buffer*>(data)->busy = false; },
 };
 
-const Converted* Output::converted(const ImageData* picture) {
-  if (picture == nullptr) return nullptr;
-  if (convertedGeneration_ != app_.generation) converted_.clear();
-  convertedGeneration_ = app_.generation;
-  Converted& c = converted_[layout_.zoom];
-  if (c.bytes.empty()) {
-    c.width = picture->width * layout_.zoom;
-    c.height = picture->height * layout_.zoom;
-    c.bytes = serverImage(*picture, layout_.zoom, kXrgb);
-  }
-  return &c;
-}
-
-void Output::draw(const ImageData* picture, std::uint64_t generation) {
-  if (!configured_ || frame_ || !bounce_ || memory_ == MAP_FAILED) return;
-  const Converted* c = converted(picture);
-  Rect now{bounce_->left() * layout_.zoom, bounce_->top() * layout_.zoom, 0, 0};
+bool Output::draw(const Scene& scene) {
+  if (!ready() || !bounce_) return false;
+  const int zoom = layout_.zoom;
+  const Converted* c = picture_.from(scene.picture, scene.pictureVersion, zoom);
+  const Converted* t = text_.from(scene.text, scene.textVersion, zoom);
+  Rect now{bounce_->left() * zoom, bounce_->top() * zoom, 0, 0};
   if (c) now.width = c->width, now.height = c->height;
-  if (!fresh_ && committed_ == now && generation_ == generation) return;
+  if (!fresh_ && committed_ == now && pictureVersion_ == scene.pictureVersion &&
+      textVersion_ == scene.textVersion)
+    return false;
   Buffer* b = !buffers_[0].busy ? &buffers_[0] : !buffers_[1].busy ? &buffers_[1] : nullptr;
-  if (b == nullptr) return;
+  if (b == nullptr) return false;
 
   const int stride = width_ * kBytesPerPixel;
   const auto rows = [&](const Rect& r, auto&& each) {
@@ -414,22 +427,27 @@ void Output::draw(const ImageData* picture, std::uint64_t generation) {
   if (b->shown)
     for (const Rect& r : uncovered(*b->shown, now))
       rows(r, [](std::uint8_t* p, int, int, std::size_t n) { std::memset(p, 0, n); });
-  if (c) {
-    const int from = c->width * kBytesPerPixel;
-    rows(now, [&](std::uint8_t* p, int x, int y, std::size_t n) {
+  const auto copy = [&](const Converted& image, const Rect& to) {
+    const int from = image.width * kBytesPerPixel;
+    rows(to, [&](std::uint8_t* p, int x, int y, std::size_t n) {
       std::memcpy(p,
-                  &c->bytes[static_cast<std::size_t>(y - now.y) * from +
-                            static_cast<std::size_t>(x - now.x) * kBytesPerPixel],
+                  &image.bytes[static_cast<std::size_t>(y - to.y) * from +
+                               static_cast<std::size_t>(x - to.x) * kBytesPerPixel],
                   n);
     });
-  }
+  };
+  if (c) copy(*c, now);
   b->shown = now;
+  // The text goes over the picture, in every frame; the buffer keeps no
+  // account of it, so the picture's strips may clear it.
+  const Rect text = t ? Rect{kTextMargin * zoom, kTextMargin * zoom, t->width, t->height} : Rect{};
+  if (t) copy(*t, text);
 
   wl_surface_attach(surface_, b->buffer, 0, 0);
   if (fresh_) {
     wl_surface_damage_buffer(surface_, 0, 0, INT32_MAX, INT32_MAX);
   } else {
-    for (const Rect& r : {*committed_, now})
+    for (const Rect& r : {*committed_, now, text})
       if (!r.empty()) wl_surface_damage_buffer(surface_, r.x, r.y, r.width, r.height);
   }
   frame_ = wl_surface_frame(surface_);
@@ -438,7 +456,9 @@ void Output::draw(const ImageData* picture, std::uint64_t generation) {
   b->busy = true;
   fresh_ = false;
   committed_ = now;
-  generation_ = generation;
+  pictureVersion_ = scene.pictureVersion;
+  textVersion_ = scene.textVersion;
+  return true;
 }
 
 // --- Wayland --------------------------------------------------------------
@@ -616,10 +636,13 @@ Ending Wayland::run() {
   Timeline timeline(Clock::now(), std::chrono::seconds(settings_.interval),
                     stepPeriod(settings_.fast));
   Picture current;
+  Scene scene;
+  FrameRate rate(Clock::now());
+  ImageData text;
   const int fd = wl_display_get_fd(display_);
-  // The compositor's frame callbacks pace the drawing: a step due within
-  // half a period is taken at the callback rather than woken for.
-  const Clock::duration early = stepPeriod(settings_.fast) / 2;
+  // The compositor's frame callbacks pace the drawing: a step due before
+  // the next frame could show it is taken at the callback, not woken for.
+  const Clock::duration early = stepPeriod(settings_.fast);
   for (;;) {
     if (closed || (input && settings_.inputExits)) return {};
     const Timeline::Due due = timeline.take(Clock::now() + early);
@@ -627,13 +650,19 @@ Ending Wayland::run() {
     if (due.picture) {
       if (Picture made = pictures.next()) {
         current = std::move(made);
-        ++generation;
+        scene.picture = current.get();
+        ++scene.pictureVersion;
       }
     }
-    bool idle = false;
+    bool idle = false, drew = false;
     for (const auto& o : outputs_) {
-      o->draw(current.get(), generation);
+      drew = o->draw(scene) || drew;
       idle = idle || o->ready();
+    }
+    if (settings_.fps && drew && rate.frame(Clock::now())) {
+      text = textPicture(rate.text());
+      scene.text = &text;
+      ++scene.textVersion;
     }
     // Waiting for frame callbacks, only a picture is worth waking for.
     const Clock::time_point wake = idle ? timeline.wake() : timeline.nextPicture();
