@@ -156,7 +156,8 @@ TEST_F(SaverWayland, EveryOutputShowsThePictureAsOutputsComeAndGo) {
   ASSERT_TRUE(swaymsg("create_output"));
   ASSERT_TRUE(swaymsg("output HEADLESS-1 mode 1024x768 position 0 0"));
   ASSERT_TRUE(swaymsg("output HEADLESS-2 mode 2560x1440 scale 2 position 1024 0"));
-  const ImageData picture = rendered("--seed 5", 1)[0];
+  const auto pictures = rendered("--seed 5", 2);
+  const ImageData& picture = pictures[0];
   // With no window option, WAYLAND_DISPLAY chooses Wayland.
   Child& module = startModule("--seed 5");
   const auto first = waitForPicture("HEADLESS-1", picture);
@@ -179,6 +180,10 @@ TEST_F(SaverWayland, EveryOutputShowsThePictureAsOutputsComeAndGo) {
   EXPECT_TRUE(waitForPicture("HEADLESS-1", picture));
   ASSERT_TRUE(swaymsg("output HEADLESS-3 enable"));
   EXPECT_TRUE(waitForPicture("HEADLESS-3", picture)) << "nothing on an output back again";
+  // SIGUSR1: the next picture everywhere, long before the interval.
+  module.signal(SIGUSR1);
+  EXPECT_TRUE(waitForPicture("HEADLESS-1", pictures[1]));
+  EXPECT_TRUE(waitForPicture("HEADLESS-2", pictures[1]));
 
   module.signal(SIGTERM);
   EXPECT_EQ(module.waitExit(1000ms), 128 + SIGTERM);
@@ -225,6 +230,14 @@ TEST_F(SaverWayland, FullScreenWindowsWithoutLayerShell) {
   EXPECT_TRUE(waitForPicture("HEADLESS-2", picture)) << module.stderrText();
   ASSERT_TRUE(key());
   EXPECT_EQ(module.waitExit(1000ms), 0);
+}
+
+TEST_F(SaverWayland, TheCompositorGoingAwayEndsItQuietly) {
+  Child& module = startModule("--wayland --seed 3");
+  ASSERT_TRUE(waitForPicture("HEADLESS-1", rendered("--seed 3", 1)[0])) << module.stderrText();
+  sway_->signal(SIGTERM);
+  EXPECT_EQ(module.waitExit(1000ms), 0);
+  EXPECT_EQ(module.stderrText(), "");
 }
 
 #ifdef TAVREL_APP
