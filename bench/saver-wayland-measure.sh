@@ -17,7 +17,9 @@ seed=2024
 user=$(id -un)
 if [ "$(id -u)" -eq 0 ]; then
   user=tavrel-saver-test
-  id "$user" >/dev/null 2>&1 || useradd --system --create-home --shell /bin/sh "$user"
+  # Another test may be making the same user at the same moment.
+  id "$user" >/dev/null 2>&1 || useradd --system --create-home --shell /bin/sh "$user" 2>/dev/null ||
+    id "$user" >/dev/null
 fi
 as_user() {
   if [ "$user" = "$(id -un)" ]; then
