@@ -169,6 +169,7 @@ bool XScreen::createOwnWindow(const xcb_screen_t* screen) {
 
 XScreen::~XScreen() {
   if (pixmap_) xcb_free_pixmap(c_, pixmap_);
+  if (textPixmap_) xcb_free_pixmap(c_, textPixmap_);
   if (gc_) xcb_free_gc(c_, gc_);
   if (ownWindow_) xcb_destroy_window(c_, window_);
   xcb_disconnect(c_);
@@ -333,7 +334,22 @@ void XScreen::allocateColours(const ImageData& img) {
 
 void XScreen::showText(std::string_view text, int zoom) {
   constexpr int kMargin = 2;
-  putImage(window_, textPicture(text), zoom, kMargin * zoom, kMargin * zoom);
+  const ImageData img = textPicture(text);
+  const Rect place{kMargin * zoom, kMargin * zoom, img.width * zoom, img.height * zoom};
+  if (text != text_ || place != textRect_) {
+    if (place.width != textRect_.width || place.height != textRect_.height) {
+      if (textPixmap_) xcb_free_pixmap(c_, textPixmap_);
+      textPixmap_ = xcb_generate_id(c_);
+      xcb_create_pixmap(c_, depth_, textPixmap_, window_, static_cast<std::uint16_t>(place.width),
+                        static_cast<std::uint16_t>(place.height));
+    }
+    putImage(textPixmap_, img, zoom, 0, 0);
+    text_ = text;
+    textRect_ = place;
+  }
+  xcb_copy_area(c_, textPixmap_, window_, gc_, 0, 0, static_cast<std::int16_t>(place.x),
+                static_cast<std::int16_t>(place.y), static_cast<std::uint16_t>(place.width),
+                static_cast<std::uint16_t>(place.height));
 }
 
 bool XScreen::flush() {

@@ -54,7 +54,8 @@ class XScreen {
   // The picture's top left corner at (x, y) in device pixels. Draws only
   // what changed since the last call; true when it drew.
   bool show(int x, int y);
-  // A line of text over the top left corner, enlarged `zoom` times.
+  // A line of text over the top left corner, enlarged `zoom` times; sent
+  // to the server only when it changed.
   void showText(std::string_view text, int zoom);
   // Sends what is queued; false when the connection broke.
   bool flush();
@@ -85,6 +86,10 @@ class XScreen {
   std::unordered_map<Colour, std::uint32_t> cells_;
   std::unordered_set<Colour> allocated_;
   xcb_pixmap_t pixmap_ = 0;
+  // The --fps line, uploaded when it changes and copied at every frame.
+  xcb_pixmap_t textPixmap_ = 0;
+  std::string text_;
+  Rect textRect_;
   Rect picture_;               // the pixmap's size
   std::optional<Rect> shown_;  // where the picture stands on the window, if anywhere
   bool redraw_ = false;        // the picture must be copied even where it stands
