@@ -51,7 +51,8 @@ int main(int argc, char** argv) {
     return 1;
   }
   Globals g;
-  wl_registry_add_listener(wl_display_get_registry(display), &kRegistry, &g);
+  wl_registry* registry = wl_display_get_registry(display);
+  wl_registry_add_listener(registry, &kRegistry, &g);
   wl_display_roundtrip(display);
   if (!g.manager) {
     std::fprintf(stderr, "wl_pointer: the compositor has no virtual pointers\n");
@@ -89,6 +90,9 @@ int main(int argc, char** argv) {
   }
   wl_display_roundtrip(display);
   zwlr_virtual_pointer_v1_destroy(pointer);
+  zwlr_virtual_pointer_manager_v1_destroy(g.manager);
+  if (g.seat) wl_seat_destroy(g.seat);
+  wl_registry_destroy(registry);
   wl_display_roundtrip(display);
   wl_display_disconnect(display);
   return 0;
