@@ -153,7 +153,7 @@ void measureFrames(const std::string& size) {
   setenv("DISPLAY", server.display.c_str(), 1);
   auto opened = XScreen::open(Resolved{Target::root, 0});
   if (!std::holds_alternative<std::unique_ptr<XScreen>>(opened)) {
-    std::fprintf(stderr, "%s\n", std::get<std::string>(opened).c_str());
+    std::fprintf(stderr, "%s\n", std::get<Refusal>(opened).message.c_str());
     std::exit(1);
   }
   XScreen& screen = *std::get<std::unique_ptr<XScreen>>(opened);
@@ -180,7 +180,7 @@ void measureFrames(const std::string& size) {
   std::printf(
       "%-9s frame: median %.3f ms, new picture (generation, upload, first frame): median %.2f ms\n",
       size.c_str(), median(frames), median(newPictures));
-  opened = std::string();
+  opened = Refusal{};
   stop(server.pid);
 }
 

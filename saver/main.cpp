@@ -2,8 +2,6 @@
 // blanks the screen and runs it on a window of its own; it shows the
 // generators' pictures there, bouncing on black, until it is told to stop.
 #include <poll.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -15,7 +13,11 @@
 #include "canvas/display_scale.h"
 #include "saver/settings.h"
 #include "saver/show.h"
+#include "saver/signals.h"
 #include "saver/x_screen.h"
+#ifdef TAVREL_SAVER_WAYLAND
+#include "saver/wayland_screen.h"
+#endif
 
 namespace tavrel::saver {
 namespace {
@@ -34,31 +36,8 @@ Layout layoutOf(const XScreen& screen) {
                    scale ? std::optional<std::string_view>(scale) : std::nullopt);
 }
 
-// Frames drawn in the last whole second, as the text --fps shows.
-class FrameRate {
- public:
-  explicit FrameRate(Clock::time_point start) : since_(start) {}
-  // Counts a frame; true when the text changed.
-  bool frame(Clock::time_point now) {
-    ++frames_;
-    if (now - since_ < std::chrono::seconds(1)) return false;
-    const double seconds = std::chrono::duration<double>(now - since_).count();
-    std::snprintf(text_, sizeof text_, "%.1f fps", frames_ / seconds);
-    frames_ = 0;
-    since_ = now;
-    return true;
-  }
-  const char* text() const { return text_; }
-
- private:
-  Clock::time_point since_;
-  int frames_ = 0;
-  char text_[32] = "";
-};
-
-// Runs until a signal or the window ends it; the exit status.
-int run(XScreen& screen, const Settings& s, int signals) {
-  const std::uint32_t seed = s.seed.value_or(seedFromClock());
+// Runs until a signal or the window ends it.
+Ending run(XScreen& screen, const Settings& s, std::uint32_t seed) {
   Layout layout = layoutOf(screen);
   Pictures pictures(s, seed, layout.width, layout.height);
   // The bounce draws from a source of its own, so the pictures stay those
@@ -67,11 +46,11 @@ int run(XScreen& screen, const Settings& s, int signals) {
   Bounce bounce(layout.width, layout.height, directions);
   Timeline timeline(Clock::now(), std::chrono::seconds(s.interval), stepPeriod(s.fast));
   FrameRate rate(Clock::now());
-  const bool showRate = s.fps && screen.prepareText();
+  const bool showRate = s.fps;
   Picture current;
 
   for (;;) {
-    if (!screen.handleEvents()) return 0;
+    if (!screen.handleEvents()) return {};
     if (screen.takeResize()) {
       const Layout next = layoutOf(screen);
       pictures.resize(next.width, next.height);
@@ -90,16 +69,14 @@ int run(XScreen& screen, const Settings& s, int signals) {
       }
     }
     const bool drew = screen.show(bounce.left() * layout.zoom, bounce.top() * layout.zoom);
-    if (showRate && (rate.frame(now) || drew)) screen.showText(rate.text());
-    if (!screen.flush()) return 0;
+    if (showRate && (rate.frame(now) || drew)) screen.showText(rate.text(), layout.zoom);
+    if (!screen.flush()) return {};
 
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(timeline.wake() - Clock::now());
-    pollfd fds[] = {{screen.fd(), POLLIN, 0}, {signals, POLLIN, 0}};
+    pollfd fds[] = {{screen.fd(), POLLIN, 0}, {signalDescriptor(), POLLIN, 0}};
     if (poll(fds, 2, static_cast<int>(std::max<long long>(0, wait.count()))) < 0) continue;
-    if (fds[1].revents & POLLIN) {
-      signalfd_siginfo info{};
-      if (read(signals, &info, sizeof info) != static_cast<ssize_t>(sizeof info)) continue;
-      if (info.ssi_signo != SIGUSR1) return 0;
+    while (const int signal = takeSignal()) {
+      if (ends(signal)) return {0, signal};
       timeline.pictureNow(Clock::now());
     }
   }
@@ -124,20 +101,28 @@ int main(int argc, char** argv) {
     std::cout << helpText();
     return 0;
   }
-  const auto target = chooseTarget(settings, std::getenv("XSCREENSAVER_WINDOW"));
+  const auto target =
+      chooseTarget(settings, std::getenv("XSCREENSAVER_WINDOW"), std::getenv("WAYLAND_DISPLAY"));
   if (const auto* message = std::get_if<std::string>(&target)) return fail(*message, 2);
 
-  // Signals arrive as reads on a descriptor the loop waits on; blocked from
-  // here on, one sent during start-up waits there too.
-  sigset_t mask;
-  sigemptyset(&mask);
-  for (int s : {SIGTERM, SIGINT, SIGHUP, SIGUSR1}) sigaddset(&mask, s);
-  sigprocmask(SIG_BLOCK, &mask, nullptr);
-  std::signal(SIGPIPE, SIG_IGN);  // a broken connection shows as an error instead
-  const int signals = signalfd(-1, &mask, SFD_CLOEXEC | SFD_NONBLOCK);
-  if (signals < 0) return fail("cannot wait for signals", 1);
-
-  auto opened = XScreen::open(std::get<Resolved>(target));
-  if (const auto* message = std::get_if<std::string>(&opened)) return fail(*message, 1);
-  return run(*std::get<std::unique_ptr<XScreen>>(opened), settings, signals);
+  if (!catchSignals()) return fail("cannot wait for signals", 1);
+  const std::uint32_t seed = settings.seed.value_or(seedFromClock());
+  const Resolved& where = std::get<Resolved>(target);
+#ifdef TAVREL_SAVER_WAYLAND
+  if (where.target == Target::wayland) {
+    auto ending = runWayland(settings, seed);
+    if (const auto* message = std::get_if<std::string>(&ending)) return fail(*message, 1);
+    return finish(std::get<Ending>(ending));
+  }
+#else
+  if (where.target == Target::wayland) return fail("this build does not draw on Wayland", 1);
+#endif
+  Ending ending;
+  {
+    auto opened = XScreen::open(where);
+    if (const auto* refusal = std::get_if<Refusal>(&opened))
+      return fail(refusal->message, refusal->status);
+    ending = run(*std::get<std::unique_ptr<XScreen>>(opened), settings, seed);
+  }
+  return finish(ending);
 }

@@ -21,12 +21,19 @@ std::uint32_t channel(std::uint32_t mask, std::uint32_t value8) {
 }  // namespace
 
 bool supported(const PixelFormat& f) {
+  if (f.cells)
+    return f.bitsPerPixel == 8 &&
+           (f.scanlinePad == 8 || f.scanlinePad == 16 || f.scanlinePad == 32);
   const bool bpp = f.bitsPerPixel == 16 || f.bitsPerPixel == 24 || f.bitsPerPixel == 32;
   const bool pad = f.scanlinePad == 8 || f.scanlinePad == 16 || f.scanlinePad == 32;
   return bpp && pad && f.redMask != 0 && f.greenMask != 0 && f.blueMask != 0;
 }
 
 std::uint32_t pixelOf(const PixelFormat& f, Colour c) {
+  if (f.cells) {
+    const auto it = f.cells->find(c);
+    return it == f.cells->end() ? 0 : it->second;
+  }
   const auto rgb = static_cast<std::uint32_t>(c);
   return channel(f.redMask, rgb & 0xFF) | channel(f.greenMask, (rgb >> 8) & 0xFF) |
          channel(f.blueMask, (rgb >> 16) & 0xFF) | f.alphaMask;

@@ -1,8 +1,10 @@
 // Pictures as the X server stores them: a TrueColor pixel format described
-// by the visual's masks and the server's image layout.
+// by the visual's masks and the server's image layout, or the 8-bit pixels
+// of a colour map.
 #pragma once
 
 #include <cstdint>
+#include <unordered_map>
 #include <vector>
 
 #include "canvas/surface.h"
@@ -15,6 +17,9 @@ struct PixelFormat {
   int bitsPerPixel = 32;        // 16, 24 or 32
   int scanlinePad = 32;         // every row starts on a multiple of this many bits
   bool msbFirst = false;        // byte order of the server's images
+  // On a screen with a colour map: the cell of each colour, as the server
+  // allocated it or matched it; colours not in it show as cell 0.
+  const std::unordered_map<Colour, std::uint32_t>* cells = nullptr;
 };
 
 // Whether serverImage can write the format.

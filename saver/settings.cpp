@@ -30,6 +30,16 @@ Check setOwnWindow(Settings& s, std::string_view) {
   return kOk;
 }
 
+Check setWayland(Settings& s, std::string_view) {
+  s.target = Target::wayland;
+  return kOk;
+}
+
+Check keepOnInput(Settings& s, std::string_view) {
+  s.inputExits = false;
+  return kOk;
+}
+
 Check setInterval(Settings& s, std::string_view v) {
   return cli::readWhole(v, 1, 50, "a number of seconds", s.interval);
 }
@@ -73,6 +83,7 @@ constexpr Option kOptions[] = {
     {"--root", "", "", "draw in $XSCREENSAVER_WINDOW, or in the root window", setRoot},
     {"--window-id", "ID", "", "draw in the window ID (hex with 0x, or decimal)", setWindowId},
     {"--window", "", "", "draw in a window of its own", setOwnWindow},
+    {"--wayland", "", "", "draw on every output of the Wayland desktop", setWayland},
     {"--interval", "S", "10", "seconds between pictures, 1 to 50", setInterval},
     {"--speed", "slow|fast", "fast", "how fast the picture travels", setSpeed},
     {"--generator", "shape|pattern", "shape", "the generator that draws", setGenerator},
@@ -81,6 +92,7 @@ constexpr Option kOptions[] = {
     {"--detail", "N", "16", "detail, 1 to 25", setDetail},
     {"--seed", "N", "", "random seed, 0 to 4294967295 (default: the clock)", setSeed},
     {"--fps", "", "", "show the frame rate in a corner", cli::setSwitch<&Settings::fps>},
+    {"--no-input-exit", "", "", "on Wayland, keep running on keys and pointer", keepOnInput},
     {"--help", "", "", "show this text and exit", cli::setSwitch<&Settings::help>},
 };
 
@@ -107,18 +119,24 @@ std::string helpText() {
   return "Usage: tavrel-saver [OPTION]...\n"
          "A screen-saver module: random mirror-symmetric pictures bouncing on black, a new\n"
          "one every few seconds. Options take one dash or two. With no window option it\n"
-         "draws in $XSCREENSAVER_WINDOW when that is set, else in a window of its own;\n"
-         "the last window option given counts.\n\n" +
+         "draws in $XSCREENSAVER_WINDOW when that is set, else on Wayland when\n"
+         "$WAYLAND_DISPLAY is set, else in a window of its own; the last window option\n"
+         "given counts. On Wayland it covers every output and the first key, button or\n"
+         "pointer motion ends it.\n\n" +
          cli::optionsHelp<Settings>(kOptions) +
-         "\nSIGTERM ends it; SIGUSR1 starts a new picture. Bad input gives a one-line\n"
-         "message and exit status 2.\n";
+         "\nSIGTERM, SIGINT and SIGHUP end it; SIGUSR1 starts a new picture. Bad input\n"
+         "gives a one-line message and exit status 2.\n";
 }
 
-std::variant<Resolved, std::string> chooseTarget(const Settings& s, const char* screensaverWindow) {
+std::variant<Resolved, std::string> chooseTarget(const Settings& s, const char* screensaverWindow,
+                                                 const char* waylandDisplay) {
+  const auto set = [](const char* v) { return v != nullptr && *v != '\0'; };
   if (s.target == Target::windowId) return Resolved{Target::windowId, s.windowId};
   if (s.target == Target::ownWindow) return Resolved{Target::ownWindow, 0};
-  if (screensaverWindow == nullptr || *screensaverWindow == '\0') {
-    return Resolved{s.target == Target::root ? Target::root : Target::ownWindow, 0};
+  if (s.target == Target::wayland) return Resolved{Target::wayland, 0};
+  if (!set(screensaverWindow)) {
+    if (s.target == Target::root) return Resolved{Target::root, 0};
+    return Resolved{set(waylandDisplay) ? Target::wayland : Target::ownWindow, 0};
   }
   const auto id = parseWindowId(screensaverWindow);
   if (!id) return "XSCREENSAVER_WINDOW " + quotedText(screensaverWindow) + " is not a window id";

@@ -19,6 +19,7 @@ enum class Target {
   root,       // XSCREENSAVER_WINDOW, or the root window when it is unset
   windowId,   // the window given by number
   ownWindow,  // a window of its own, for trying the module out
+  wayland,    // every output of a Wayland desktop
 };
 
 struct Settings {
@@ -32,6 +33,7 @@ struct Settings {
   int detail = 16;
   std::optional<std::uint32_t> seed;  // none: taken from the clock
   bool fps = false;
+  bool inputExits = true;  // on Wayland the first key, button or motion ends it
   bool help = false;
 };
 
@@ -45,13 +47,16 @@ std::variant<Settings, std::string> parseSettings(std::span<char* const> args);
 std::string helpText();
 
 // The window that `--root` and an unset target stand for, given
-// XSCREENSAVER_WINDOW (null or empty when unset): that window when the variable is
-// set, else the root window for --root and a window of its own otherwise. A
-// variable that holds no window id gives the message.
+// XSCREENSAVER_WINDOW and WAYLAND_DISPLAY (null or empty when unset): the
+// daemon's window when XSCREENSAVER_WINDOW is set, else the root window for
+// --root; with no window option, Wayland when WAYLAND_DISPLAY is set and a
+// window of its own otherwise. A variable that holds no window id gives the
+// message.
 struct Resolved {
   Target target;
   std::uint32_t windowId;
 };
-std::variant<Resolved, std::string> chooseTarget(const Settings& s, const char* screensaverWindow);
+std::variant<Resolved, std::string> chooseTarget(const Settings& s, const char* screensaverWindow,
+                                                 const char* waylandDisplay);
 
 }  // namespace tavrel::saver

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <exception>
 #include <string>
 
@@ -153,6 +154,64 @@ std::vector<Rect> uncovered(const Rect& was, const Rect& now) {
   add(was.x, y0, std::min(wx1, now.x), y1);
   add(std::max(was.x, nx1), y0, wx1, y1);
   return out;
+}
+
+namespace {
+
+// Rows of five dots, top to bottom, the leftmost dot the highest bit.
+struct Glyph {
+  char c;
+  std::uint8_t rows[7];
+};
+constexpr Glyph kFont[] = {
+    {'0', {0x0E, 0x11, 0x13, 0x15, 0x19, 0x11, 0x0E}},
+    {'1', {0x04, 0x0C, 0x04, 0x04, 0x04, 0x04, 0x0E}},
+    {'2', {0x0E, 0x11, 0x01, 0x02, 0x04, 0x08, 0x1F}},
+    {'3', {0x1F, 0x02, 0x04, 0x02, 0x01, 0x11, 0x0E}},
+    {'4', {0x02, 0x06, 0x0A, 0x12, 0x1F, 0x02, 0x02}},
+    {'5', {0x1F, 0x10, 0x1E, 0x01, 0x01, 0x11, 0x0E}},
+    {'6', {0x06, 0x08, 0x10, 0x1E, 0x11, 0x11, 0x0E}},
+    {'7', {0x1F, 0x01, 0x02, 0x04, 0x08, 0x08, 0x08}},
+    {'8', {0x0E, 0x11, 0x11, 0x0E, 0x11, 0x11, 0x0E}},
+    {'9', {0x0E, 0x11, 0x11, 0x0F, 0x01, 0x02, 0x0C}},
+    {'.', {0x00, 0x00, 0x00, 0x00, 0x00, 0x0C, 0x0C}},
+    {'f', {0x06, 0x09, 0x08, 0x1C, 0x08, 0x08, 0x08}},
+    {'p', {0x00, 0x00, 0x1E, 0x11, 0x1E, 0x10, 0x10}},
+    {'s', {0x00, 0x00, 0x0F, 0x10, 0x0E, 0x01, 0x1E}},
+};
+constexpr int kDot = 2, kAdvance = 6, kRows = 7;
+
+}  // namespace
+
+ImageData textPicture(std::string_view text) {
+  ImageData img;
+  img.width = (static_cast<int>(text.size()) * kAdvance + 1) * kDot;
+  img.height = (kRows + 2) * kDot;
+  img.pixels.assign(static_cast<std::size_t>(img.width) * img.height, kBlack);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto* g = std::find_if(std::begin(kFont), std::end(kFont),
+                                 [&](const Glyph& f) { return f.c == text[i]; });
+    if (g == std::end(kFont)) continue;
+    for (int row = 0; row < kRows; ++row)
+      for (int col = 0; col < 5; ++col) {
+        if (!(g->rows[row] >> (4 - col) & 1)) continue;
+        const int x0 = (static_cast<int>(i) * kAdvance + 1 + col) * kDot, y0 = (row + 1) * kDot;
+        for (int y = y0; y < y0 + kDot; ++y)
+          for (int x = x0; x < x0 + kDot; ++x)
+            img.pixels[static_cast<std::size_t>(y) * img.width + x] = kWhite;
+      }
+  }
+  return img;
+}
+
+bool FrameRate::frame(Timeline::Clock::time_point now) {
+  ++frames_;
+  if (now - since_ < std::chrono::seconds(1)) return false;
+  const double seconds = std::chrono::duration<double>(now - since_).count();
+  std::snprintf(text_, sizeof text_, "%.1f fps", frames_ / seconds);
+  frames_ = 0;
+  since_ = now;
+  return true;
 }
 
 Timeline::Clock::duration stepPeriod(bool fast) {

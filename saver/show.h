@@ -90,6 +90,8 @@ class Timeline {
   void pictureNow(Clock::time_point now);
   // The earliest time something falls due.
   Clock::time_point wake() const { return std::min(nextStep_, nextPicture_); }
+  // When the next picture falls due.
+  Clock::time_point nextPicture() const { return nextPicture_; }
 
  private:
   Clock::duration interval_, stepPeriod_;
@@ -106,6 +108,26 @@ struct Rect {
 // What of `was` lies outside `now`: at most four rectangles, the bands above
 // and below `now` and the parts left and right of it, for a move to clear.
 std::vector<Rect> uncovered(const Rect& was, const Rect& now);
+
+// A line of text as a picture in program pixels, white on black with a
+// margin, so that it grows with the zoom as the picture does: digits, '.',
+// ' ', 'f', 'p' and 's', each of a 5 x 7 dot font at two program pixels a
+// dot; other characters show as spaces.
+ImageData textPicture(std::string_view text);
+
+// Frames drawn in the last whole second, as the text --fps shows.
+class FrameRate {
+ public:
+  explicit FrameRate(Timeline::Clock::time_point start) : since_(start) {}
+  // Counts a frame; true when the text changed.
+  bool frame(Timeline::Clock::time_point now);
+  const char* text() const { return text_; }
+
+ private:
+  Timeline::Clock::time_point since_;
+  int frames_ = 0;
+  char text_[32] = "";
+};
 
 // Step period of each speed: Fast travels about 60 program pixels a second,
 // Slow about half of that.

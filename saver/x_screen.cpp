@@ -55,27 +55,29 @@ xcb_atom_t atom(xcb_connection_t* c, const char* name) {
 
 }  // namespace
 
-std::variant<std::unique_ptr<XScreen>, std::string> XScreen::open(const Resolved& target) {
+std::variant<std::unique_ptr<XScreen>, Refusal> XScreen::open(const Resolved& target) {
   int screenNumber = 0;
   xcb_connection_t* c = xcb_connect(nullptr, &screenNumber);
   if (xcb_connection_has_error(c)) {
     xcb_disconnect(c);
     const char* display = std::getenv("DISPLAY");
-    return std::string("cannot open the display '") + (display ? display : "") + "'";
+    return Refusal{std::string("cannot open the display '") + (display ? display : "") + "'"};
   }
   std::unique_ptr<XScreen> screen(new XScreen(c, XCB_NONE));
   if (auto problem = screen->bind(target, screenNumber)) return *problem;
   return screen;
 }
 
-std::optional<std::string> XScreen::bind(const Resolved& target, int screenNumber) {
+std::optional<Refusal> XScreen::bind(const Resolved& target, int screenNumber) {
   const xcb_setup_t* setup = xcb_get_setup(c_);
   const xcb_screen_t* screen = screenNumbered(setup, screenNumber);
-  if (screen == nullptr) return "the display has no screen " + std::to_string(screenNumber);
+  if (screen == nullptr)
+    return Refusal{"the display has no screen " + std::to_string(screenNumber)};
   xcb_visualid_t visual = screen->root_visual;
   if (target.target == Target::ownWindow) {
-    if (!createOwnWindow(screen)) return std::string("cannot create a window");
+    if (!createOwnWindow(screen)) return Refusal{"cannot create a window"};
     depth_ = screen->root_depth;
+    colormap_ = screen->default_colormap;
   } else {
     window_ = target.target == Target::root ? screen->root : target.windowId;
     xcb_generic_error_t* error = nullptr;
@@ -84,25 +86,35 @@ std::optional<std::string> XScreen::bind(const Resolved& target, int screenNumbe
     const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
         c_, xcb_get_window_attributes(c_, window_), error ? nullptr : &error));
     std::free(error);
-    if (!geometry || !attributes) return "there is no window " + hexId(window_) + " on the display";
+    if (!geometry || !attributes)
+      return Refusal{"there is no window " + hexId(window_) + " on the display", 2};
     screen = screenOfRoot(setup, geometry->root);
-    if (screen == nullptr) return "the window " + hexId(window_) + " is on no screen";
+    if (screen == nullptr) return Refusal{"the window " + hexId(window_) + " is on no screen"};
     width_ = geometry->width;
     height_ = geometry->height;
     depth_ = geometry->depth;
     visual = attributes->visual;
+    colormap_ = attributes->colormap;
     const std::uint32_t events = kEvents;
     xcb_change_window_attributes(c_, window_, XCB_CW_EVENT_MASK, &events);
   }
 
   const xcb_visualtype_t* v = findVisual(screen, visual);
-  if (v == nullptr || v->_class != XCB_VISUAL_CLASS_TRUE_COLOR)
-    return "the window " + hexId(window_) + " is not TrueColor";
-  format_.redMask = v->red_mask;
-  format_.greenMask = v->green_mask;
-  format_.blueMask = v->blue_mask;
-  const std::uint32_t depthBits = depth_ >= 32 ? 0xFFFFFFFFu : (1u << depth_) - 1;
-  format_.alphaMask = depthBits & ~(v->red_mask | v->green_mask | v->blue_mask);
+  const bool mapped = v && (v->_class == XCB_VISUAL_CLASS_PSEUDO_COLOR ||
+                            v->_class == XCB_VISUAL_CLASS_STATIC_COLOR);
+  if (v == nullptr || (v->_class != XCB_VISUAL_CLASS_TRUE_COLOR && !mapped))
+    return Refusal{"the window " + hexId(window_) + " has neither TrueColor nor a colour map"};
+  if (mapped) {
+    // Colours come from the window's colour map, allocated per picture.
+    format_.cells = &cells_;
+    allocateColours(ImageData{2, 1, {kBlack, kWhite}});
+  } else {
+    format_.redMask = v->red_mask;
+    format_.greenMask = v->green_mask;
+    format_.blueMask = v->blue_mask;
+    const std::uint32_t depthBits = depth_ >= 32 ? 0xFFFFFFFFu : (1u << depth_) - 1;
+    format_.alphaMask = depthBits & ~(v->red_mask | v->green_mask | v->blue_mask);
+  }
   format_.msbFirst = setup->image_byte_order == XCB_IMAGE_ORDER_MSB_FIRST;
   format_.bitsPerPixel = 0;
   for (auto f = xcb_setup_pixmap_formats_iterator(setup); f.rem; xcb_format_next(&f)) {
@@ -111,8 +123,8 @@ std::optional<std::string> XScreen::bind(const Resolved& target, int screenNumbe
     format_.scanlinePad = f.data->scanline_pad;
   }
   if (!supported(format_)) {
-    return "the window " + hexId(window_) + " has " + std::to_string(format_.bitsPerPixel) +
-           " bits per pixel; 16, 24 or 32 are needed";
+    return Refusal{"the window " + hexId(window_) + " has " + std::to_string(format_.bitsPerPixel) +
+                   " bits per pixel; 16, 24 or 32 are needed"};
   }
   maxRequestBytes_ = static_cast<std::size_t>(xcb_get_maximum_request_length(c_)) * 4;
 
@@ -157,7 +169,7 @@ bool XScreen::createOwnWindow(const xcb_screen_t* screen) {
 
 XScreen::~XScreen() {
   if (pixmap_) xcb_free_pixmap(c_, pixmap_);
-  if (textGc_) xcb_free_gc(c_, textGc_);
+  if (textPixmap_) xcb_free_pixmap(c_, textPixmap_);
   if (gc_) xcb_free_gc(c_, gc_);
   if (ownWindow_) xcb_destroy_window(c_, window_);
   xcb_disconnect(c_);
@@ -226,18 +238,8 @@ void XScreen::setPicture(const ImageData& img, int zoom) {
                       static_cast<std::uint16_t>(height));
     picture_ = {0, 0, width, height};
   }
-  const std::vector<std::uint8_t> bytes = serverImage(img, zoom, format_);
-  const int stride = bytesPerRow(format_, width);
-  // Strips that each fit in one request, its header included.
-  const int rowsPerRequest =
-      std::max(1, static_cast<int>((maxRequestBytes_ - 64) / static_cast<std::size_t>(stride)));
-  for (int y = 0; y < height; y += rowsPerRequest) {
-    const int rows = std::min(rowsPerRequest, height - y);
-    xcb_put_image(c_, XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap_, gc_, static_cast<std::uint16_t>(width),
-                  static_cast<std::uint16_t>(rows), 0, static_cast<std::int16_t>(y), 0, depth_,
-                  static_cast<std::uint32_t>(rows * stride),
-                  bytes.data() + static_cast<std::size_t>(y) * stride);
-  }
+  if (format_.cells) allocateColours(img);
+  putImage(pixmap_, img, zoom, 0, 0);
   redraw_ = true;
 }
 
@@ -255,28 +257,99 @@ bool XScreen::show(int x, int y) {
   return true;
 }
 
-bool XScreen::prepareText() {
-  const xcb_font_t font = xcb_generate_id(c_);
-  const char name[] = "fixed";
-  if (xcb_generic_error_t* error =
-          xcb_request_check(c_, xcb_open_font_checked(c_, font, sizeof name - 1, name))) {
-    std::free(error);
-    return false;
+void XScreen::putImage(xcb_drawable_t to, const ImageData& img, int zoom, int x, int y) {
+  const int width = img.width * zoom, height = img.height * zoom;
+  const std::vector<std::uint8_t> bytes = serverImage(img, zoom, format_);
+  const int stride = bytesPerRow(format_, width);
+  // Strips that each fit in one request, its header included.
+  const int rowsPerRequest =
+      std::max(1, static_cast<int>((maxRequestBytes_ - 64) / static_cast<std::size_t>(stride)));
+  for (int row = 0; row < height; row += rowsPerRequest) {
+    const int rows = std::min(rowsPerRequest, height - row);
+    xcb_put_image(c_, XCB_IMAGE_FORMAT_Z_PIXMAP, to, gc_, static_cast<std::uint16_t>(width),
+                  static_cast<std::uint16_t>(rows), static_cast<std::int16_t>(x),
+                  static_cast<std::int16_t>(y + row), 0, depth_,
+                  static_cast<std::uint32_t>(rows * stride),
+                  bytes.data() + static_cast<std::size_t>(row) * stride);
   }
-  textGc_ = xcb_generate_id(c_);
-  const std::uint32_t values[] = {pixelOf(format_, kWhite), pixelOf(format_, kBlack), font, 0};
-  xcb_create_gc(c_, textGc_, window_,
-                XCB_GC_FOREGROUND | XCB_GC_BACKGROUND | XCB_GC_FONT | XCB_GC_GRAPHICS_EXPOSURES,
-                values);
-  xcb_close_font(c_, font);
-  return true;
 }
 
-void XScreen::showText(std::string_view text) {
-  if (!textGc_) return;
-  constexpr int kMargin = 4, kBaseline = 14;
-  xcb_image_text_8(c_, static_cast<std::uint8_t>(std::min<std::size_t>(text.size(), 255)), window_,
-                   textGc_, kMargin, kBaseline, text.data());
+void XScreen::allocateColours(const ImageData& img) {
+  std::unordered_set<Colour> needed(img.pixels.begin(), img.pixels.end());
+  needed.insert({kBlack, kWhite});
+  // Cells the pictures before used and this one does not go back to the map.
+  std::vector<std::uint32_t> unused;
+  for (auto it = cells_.begin(); it != cells_.end();) {
+    if (needed.contains(it->first)) {
+      ++it;
+      continue;
+    }
+    if (allocated_.erase(it->first)) unused.push_back(it->second);
+    it = cells_.erase(it);
+  }
+  if (!unused.empty())
+    xcb_free_colors(c_, colormap_, 0, static_cast<std::uint32_t>(unused.size()), unused.data());
+  std::vector<Colour> wanted;
+  for (Colour c : needed)
+    if (!cells_.contains(c)) wanted.push_back(c);
+  std::vector<xcb_alloc_color_cookie_t> asked;
+  const auto level = [](Colour c, int shift) {
+    return static_cast<std::uint16_t>((c >> shift & 0xFF) * 257);
+  };
+  for (Colour c : wanted)
+    asked.push_back(xcb_alloc_color(c_, colormap_, level(c, 0), level(c, 8), level(c, 16)));
+  std::vector<Colour> unmatched;
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    const Reply<xcb_alloc_color_reply_t> r(xcb_alloc_color_reply(c_, asked[i], nullptr));
+    if (r) {
+      cells_[wanted[i]] = r->pixel;
+      allocated_.insert(wanted[i]);
+    } else {
+      unmatched.push_back(wanted[i]);
+    }
+  }
+  if (unmatched.empty()) return;
+  // The map is full: the nearest colour it holds.
+  std::vector<std::uint32_t> all(std::size_t{1} << std::min<int>(depth_, 8));
+  for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<std::uint32_t>(i);
+  const Reply<xcb_query_colors_reply_t> map(xcb_query_colors_reply(
+      c_, xcb_query_colors(c_, colormap_, static_cast<std::uint32_t>(all.size()), all.data()),
+      nullptr));
+  const xcb_rgb_t* rgb = map ? xcb_query_colors_colors(map.get()) : nullptr;
+  const int count = map ? xcb_query_colors_colors_length(map.get()) : 0;
+  for (Colour c : unmatched) {
+    long best = -1;
+    std::uint32_t cell = 0;
+    for (int i = 0; i < count; ++i) {
+      const auto d = [&](std::uint16_t level, int shift) {
+        const long diff = (level >> 8) - static_cast<long>(c >> shift & 0xFF);
+        return diff * diff;
+      };
+      const long distance = d(rgb[i].red, 0) + d(rgb[i].green, 8) + d(rgb[i].blue, 16);
+      if (best < 0 || distance < best) best = distance, cell = static_cast<std::uint32_t>(i);
+    }
+    cells_[c] = cell;
+  }
+}
+
+void XScreen::showText(std::string_view text, int zoom) {
+  constexpr int kMargin = 2;
+  const ImageData img = textPicture(text);
+  const Rect place{kMargin * zoom, kMargin * zoom, img.width * zoom, img.height * zoom};
+  if (text != text_ || place != textRect_) {
+    if (place.width != textRect_.width || place.height != textRect_.height) {
+      if (textPixmap_) xcb_free_pixmap(c_, textPixmap_);
+      textPixmap_ = xcb_generate_id(c_);
+      xcb_create_pixmap(c_, depth_, textPixmap_, window_, static_cast<std::uint16_t>(place.width),
+                        static_cast<std::uint16_t>(place.height));
+    }
+    putImage(textPixmap_, img, zoom, 0, 0);
+    text_ = text;
+    textRect_ = place;
+  }
+  xcb_copy_area(c_, textPixmap_, window_, gc_, 0, 0, static_cast<std::int16_t>(place.x),
+                static_cast<std::int16_t>(place.y), static_cast<std::uint16_t>(place.width),
+                static_cast<std::uint16_t>(place.height));
 }
 
 bool XScreen::flush() {

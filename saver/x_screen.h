@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <variant>
 
 #include "canvas/surface.h"
@@ -18,10 +20,17 @@
 
 namespace tavrel::saver {
 
+// Why the module cannot draw: the message and the exit status, 2 when the
+// window it was given does not exist, 1 when a piece is missing.
+struct Refusal {
+  std::string message;
+  int status = 1;
+};
+
 class XScreen {
  public:
-  // Connects to $DISPLAY and binds the target window; the message when either fails.
-  static std::variant<std::unique_ptr<XScreen>, std::string> open(const Resolved& target);
+  // Connects to $DISPLAY and binds the target window.
+  static std::variant<std::unique_ptr<XScreen>, Refusal> open(const Resolved& target);
   ~XScreen();
   XScreen(const XScreen&) = delete;
   XScreen& operator=(const XScreen&) = delete;
@@ -45,10 +54,9 @@ class XScreen {
   // The picture's top left corner at (x, y) in device pixels. Draws only
   // what changed since the last call; true when it drew.
   bool show(int x, int y);
-  // Opens the server's "fixed" font for showText; false when it has none.
-  bool prepareText();
-  // A line of text over the top left corner.
-  void showText(std::string_view text);
+  // A line of text over the top left corner, enlarged `zoom` times; sent
+  // to the server only when it changed.
+  void showText(std::string_view text, int zoom);
   // Sends what is queued; false when the connection broke.
   bool flush();
   // Waits until the server has carried out every request sent so far.
@@ -56,9 +64,11 @@ class XScreen {
 
  private:
   XScreen(xcb_connection_t* c, xcb_window_t window) : c_(c), window_(window) {}
-  std::optional<std::string> bind(const Resolved& target, int screenNumber);
+  std::optional<Refusal> bind(const Resolved& target, int screenNumber);
   bool createOwnWindow(const xcb_screen_t* screen);
   void fill(const Rect& r);
+  void putImage(xcb_drawable_t to, const ImageData& img, int zoom, int x, int y);
+  void allocateColours(const ImageData& img);
 
   xcb_connection_t* c_;
   xcb_window_t window_;
@@ -69,9 +79,17 @@ class XScreen {
   std::uint8_t depth_ = 0;
   PixelFormat format_;
   std::size_t maxRequestBytes_ = 0;
-  xcb_gcontext_t gc_ = 0;      // black foreground, no exposure events from copies
-  xcb_gcontext_t textGc_ = 0;  // white on black in the server's "fixed" font; 0 without it
+  xcb_gcontext_t gc_ = 0;  // black foreground, no exposure events from copies
+  // On a screen with a colour map: the cells of the colours in use, and
+  // which of them this module allocated.
+  xcb_colormap_t colormap_ = 0;
+  std::unordered_map<Colour, std::uint32_t> cells_;
+  std::unordered_set<Colour> allocated_;
   xcb_pixmap_t pixmap_ = 0;
+  // The --fps line, uploaded when it changes and copied at every frame.
+  xcb_pixmap_t textPixmap_ = 0;
+  std::string text_;
+  Rect textRect_;
   Rect picture_;               // the pixmap's size
   std::optional<Rect> shown_;  // where the picture stands on the window, if anywhere
   bool redraw_ = false;        // the picture must be copied even where it stands

@@ -8,9 +8,12 @@ set -euo pipefail
 # xcb for the screen-saver module and the XScreenSaver daemon for its test;
 # Xvfb, xdotool and ImageMagick for the end-to-end tests; poppler's pdftoppm
 # to look at a printed page; clang and libFuzzer for the fuzz targets.
+# Wayland: libwayland and the protocol files for the module, Qt's Wayland
+# platform for the window, and a headless sway with grim and wtype to test them.
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
-  xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev)
+  xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
+  libwayland-dev wayland-protocols qt6-wayland sway grim wtype)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {

@@ -26,5 +26,17 @@ TEST(SaverPixels, TwentyFourAndThirtyTwoBitsInEitherByteOrder) {
   EXPECT_EQ(Bytes(packed.begin() + 64 + 12, packed.end()), (Bytes{0x33, 0x22, 0x11, 0}));
 }
 
+TEST(SaverPixels, EightBitsThroughTheCellsOfAColourMap) {
+  const std::unordered_map<Colour, std::uint32_t> cells{{kWhite, 7}, {0x0000FF, 200}};
+  PixelFormat mapped{0, 0, 0, 0, 8, 32, false, &cells};
+  EXPECT_TRUE(supported(mapped));
+  // Zoomed twice: rows of 4 bytes padded to 4; a colour not in the map is cell 0.
+  EXPECT_EQ(serverImage(ImageData{2, 1, {kWhite, 0x0000FF}}, 2, mapped),
+            (Bytes{7, 7, 200, 200, 7, 7, 200, 200}));
+  EXPECT_EQ(pixelOf(mapped, 0x123456), 0u);
+  mapped.bitsPerPixel = 16;
+  EXPECT_FALSE(supported(mapped));
+}
+
 }  // namespace
 }  // namespace tavrel::saver

@@ -16,72 +16,11 @@
 #include <string>
 #include <thread>
 
-#include "canvas/image_io.h"
-#include "tests/temp_dir.h"
+#include "saver_process.h"
 #include "x_probe.h"
 
 namespace tavrel::saver::test {
 namespace {
-
-using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
-
-// A program the test starts, killed with the test however the test ends; its
-// standard error is kept.
-class Child {
- public:
-  explicit Child(const std::vector<std::string>& argv) : err_(memfd_create("stderr", MFD_CLOEXEC)) {
-    const pid_t parent = getpid();
-    pid_ = fork();
-    if (pid_ < 0) throw std::runtime_error("fork failed");
-    if (pid_ > 0) return;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) _exit(127);
-    dup2(err_, 2);
-    std::vector<char*> args(argv.size() + 1);  // ends in a null pointer
-    for (std::size_t i = 0; i < argv.size(); ++i) args[i] = const_cast<char*>(argv[i].c_str());
-    execvp(args[0], args.data());
-    _exit(127);
-  }
-  ~Child() {
-    if (!status_ && kill(pid_, SIGKILL) == 0) waitpid(pid_, nullptr, 0);
-    close(err_);
-  }
-  void signal(int sig) const { kill(pid_, sig); }
-  // The exit status once it ended within `limit`; 128 + n for signal n.
-  std::optional<int> waitExit(std::chrono::milliseconds limit) {
-    const auto end = Clock::now() + limit;
-    for (int raw = 0; !status_ && Clock::now() < end; std::this_thread::sleep_for(5ms))
-      if (waitpid(pid_, &raw, WNOHANG) == pid_)
-        status_ = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-    return status_;
-  }
-  std::string stderrText() const {
-    std::string text(static_cast<std::size_t>(lseek(err_, 0, SEEK_END)), '\0');
-    return pread(err_, text.data(), text.size(), 0) < 0 ? "" : text;
-  }
-
- private:
-  int err_;
-  pid_t pid_ = -1;
-  std::optional<int> status_;
-};
-
-// The pictures tavrel-render --screensaver writes with these options, in order:
-// the module must show these.
-std::vector<ImageData> rendered(const std::string& options, int count) {
-  const testing_support::TempDir dir;
-  const std::string command = "'" TAVREL_RENDER "' --screensaver --count " + std::to_string(count) +
-                              " --out '" + dir.path.string() + "' " + options + " >/dev/null";
-  std::vector<std::filesystem::path> files;
-  if (std::system(command.c_str()) == 0)
-    for (const auto& file : std::filesystem::directory_iterator(dir.path)) files.push_back(file);
-  std::ranges::sort(files);  // NAME-1.png, NAME-2.png, ...
-  std::vector<ImageData> pictures;
-  for (const auto& file : files) pictures.push_back(readPng(file).value_or(PngFile{}).image);
-  if (std::ssize(pictures) != count) throw std::runtime_error("no pictures from " + command);
-  return pictures;
-}
 
 std::string hex(std::uint32_t id) {
   char text[16] = "0x";
@@ -104,6 +43,7 @@ class SaverX : public ::testing::Test {
     close(fds[0]);
     setenv("DISPLAY", std::string(":").append(std::to_string(std::atoi(number))).c_str(), 1);
     unsetenv("TAVREL_SCALE");
+    unsetenv("WAYLAND_DISPLAY");
     c_ = xcb_connect(nullptr, nullptr);
     screen_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
     return xcb_connection_has_error(c_) == 0;
@@ -177,8 +117,27 @@ TEST_F(SaverX, InTheGivenWindowOnlyAPictureThatMovesIsReplacedAndEndsOnSigterm) 
       xcb_query_tree_reply(c_, xcb_query_tree(c_, screen_->root), nullptr));
   EXPECT_EQ(xcb_query_tree_children_length(tree.get()), 1);  // the host window
   EXPECT_TRUE(waitForPicture(host, second));
+  // It ends as the signal says, so the daemon sees a module it stopped.
   module.signal(SIGTERM);
-  EXPECT_EQ(module.waitExit(1000ms), 0);
+  EXPECT_EQ(module.waitExit(1000ms), 128 + SIGTERM);
+}
+
+// A server that stops reading: the module's uploads fill the connection and
+// its write blocks; SIGTERM still ends it within a second.
+TEST_F(SaverX, SigtermEndsItWhileTheServerIsStalled) {
+  ASSERT_TRUE(openDisplay("640x480x24"));
+  const xcb_window_t host = hostWindow(0, 0, 640, 480);
+  setenv("TAVREL_SCALE", "4", 1);  // pictures of 666 kB each
+  Child& module = startModule("--window-id " + hex(host) + " --seed 4");
+  ASSERT_TRUE(waitForPicture(host, rendered("--seed 4", 1)[0], 4)) << module.stderrText();
+  server_->signal(SIGSTOP);
+  for (int i = 0; i < 3; ++i) {
+    module.signal(SIGUSR1);
+    std::this_thread::sleep_for(300ms);
+  }
+  module.signal(SIGTERM);
+  EXPECT_EQ(module.waitExit(1000ms), 128 + SIGTERM);
+  server_->signal(SIGCONT);
 }
 
 // On a 16-bit screen: the root window in crisp pixel pairs, and a settings
@@ -208,6 +167,66 @@ TEST_F(SaverX, SixteenBitRootWindowAndAPreviewUntilItIsDestroyed) {
   EXPECT_EQ(module.stderrText(), "");
 }
 
+// An 8-bit screen with a colour map: the colours a picture needs are
+// allocated, every pixel exact; a picture with more colours than the map
+// holds shows in the nearest ones.
+TEST_F(SaverX, EightBitScreenWithAColourMap) {
+  ASSERT_TRUE(openDisplay("640x480x8"));
+  const auto* visual = xcb_depth_visuals(xcb_screen_allowed_depths_iterator(screen_).data);
+  if (screen_->root_depth != 8 || visual->_class != XCB_VISUAL_CLASS_PSEUDO_COLOR)
+    GTEST_SKIP() << "Xvfb gave no 8-bit colour map";
+  const std::string basic = "--seed 6 --colors basic";
+  Child& module = startModule("--root " + basic + " --interval 1");
+  const auto pictures = rendered(basic, 2);
+  EXPECT_TRUE(waitForPicture(screen_->root, pictures[0])) << module.stderrText();
+  EXPECT_TRUE(waitForPicture(screen_->root, pictures[1])) << module.stderrText();
+  module.signal(SIGTERM);
+  EXPECT_EQ(module.waitExit(1000ms), 128 + SIGTERM);
+
+  // Every free cell taken by another client, set to a colour cube of five
+  // levels a channel: the module's picture shows in the cube's nearest colours.
+  std::vector<std::uint32_t> taken;
+  for (;;) {
+    const Reply<xcb_alloc_color_cells_reply_t> r(xcb_alloc_color_cells_reply(
+        c_, xcb_alloc_color_cells(c_, 0, screen_->default_colormap, 1, 0), nullptr));
+    if (!r) break;
+    taken.push_back(xcb_alloc_color_cells_pixels(r.get())[0]);
+  }
+  ASSERT_GE(taken.size(), 125u);
+  std::vector<xcb_coloritem_t> cube;
+  for (std::uint32_t i = 0; i < 125; ++i) {
+    const auto level = [&](int n) { return static_cast<std::uint16_t>(n % 5 * 0x3FFF); };
+    cube.push_back({taken[i], level(static_cast<int>(i)), level(static_cast<int>(i) / 5),
+                    level(static_cast<int>(i) / 25),
+                    XCB_COLOR_FLAG_RED | XCB_COLOR_FLAG_GREEN | XCB_COLOR_FLAG_BLUE, 0});
+  }
+  xcb_store_colors(c_, screen_->default_colormap, static_cast<std::uint32_t>(cube.size()),
+                   cube.data());
+  Child& nearest = startModule("--root " + basic);
+  // What the picture looks like in the map's nearest colours.
+  std::vector<std::uint32_t> cells(256);
+  for (std::uint32_t i = 0; i < 256; ++i) cells[i] = i;
+  const Reply<xcb_query_colors_reply_t> map(xcb_query_colors_reply(
+      c_, xcb_query_colors(c_, screen_->default_colormap, 256, cells.data()), nullptr));
+  ASSERT_TRUE(map);
+  ImageData expected = pictures[0];
+  for (Colour& c : expected.pixels) {
+    const Colour wanted = c;
+    long best = -1;
+    for (int i = 0; i < 256; ++i) {
+      const xcb_rgb_t& v = xcb_query_colors_colors(map.get())[i];
+      long d = 0;
+      for (auto [level, shift] : {std::pair{v.red, 0}, {v.green, 8}, {v.blue, 16}})
+        d += ((level >> 8) - static_cast<long>(wanted >> shift & 0xFF)) *
+             ((level >> 8) - static_cast<long>(wanted >> shift & 0xFF));
+      if (best < 0 || d < best)
+        best = d, c = static_cast<Colour>(v.red >> 8 | (v.green >> 8) << 8 | (v.blue >> 8) << 16);
+    }
+  }
+  EXPECT_NE(expected, pictures[0]);
+  EXPECT_TRUE(waitForPicture(screen_->root, expected)) << nearest.stderrText();
+}
+
 TEST_F(SaverX, BadInputGivesOneLineAndAnExitStatus) {
   ASSERT_TRUE(openDisplay("320x240x24"));
   const std::tuple<const char*, const char*, int, std::string> cases[] = {
@@ -215,7 +234,8 @@ TEST_F(SaverX, BadInputGivesOneLineAndAnExitStatus) {
       {"-interval 0", "", 2, "'0' is not a number of seconds"},
       {"--window-id zz", "", 2, "'zz' is not a window id"},
       {"-root", "junk", 2, "XSCREENSAVER_WINDOW 'junk'"},
-      {"--window-id 0x1fffff0", "", 1, "there is no window 0x1fffff0"},
+      {"--window-id 0x1fffff0", "", 2, "there is no window 0x1fffff0"},
+      {"", "0x1fffff0", 2, "there is no window 0x1fffff0"},
   };
   for (const auto& [args, variable, status, says] : cases) {
     Child& module = startModule(args, variable);

@@ -24,5 +24,34 @@ TEST(SaverSettings, WindowIdsInHexOrDecimalAndTheLastWindowOptionCounts) {
   EXPECT_EQ(parsed({"--window-id", "42", "-root"}).target, Target::root);
 }
 
+// A daemon's X window always wins; with no window option, a Wayland desktop
+// is chosen when there is one.
+TEST(SaverSettings, TheTargetFromOptionsAndEnvironment) {
+  const std::tuple<std::vector<std::string>, const char*, const char*, Target, std::uint32_t>
+      cases[] = {
+          {{}, nullptr, nullptr, Target::ownWindow, 0},
+          {{}, "", "", Target::ownWindow, 0},
+          {{}, nullptr, "wayland-1", Target::wayland, 0},
+          {{}, "0x2a", "wayland-1", Target::windowId, 42},
+          {{"--root"}, nullptr, "wayland-1", Target::root, 0},
+          {{"--root"}, "7", nullptr, Target::windowId, 7},
+          {{"--window"}, "7", "wayland-1", Target::ownWindow, 0},
+          {{"--window-id", "9"}, "7", "wayland-1", Target::windowId, 9},
+          {{"--wayland"}, "7", nullptr, Target::wayland, 0},
+          {{"--root", "--wayland"}, nullptr, nullptr, Target::wayland, 0},
+      };
+  for (const auto& [args, xWindow, wayland, target, id] : cases) {
+    const auto chosen = chooseTarget(parsed(args), xWindow, wayland);
+    ASSERT_TRUE(std::holds_alternative<Resolved>(chosen)) << args.size();
+    const Resolved r = std::get<Resolved>(chosen);
+    EXPECT_EQ(std::pair(r.target, r.windowId), std::pair(target, id))
+        << (args.empty() ? "" : args[0]) << " " << (xWindow ? xWindow : "-") << " "
+        << (wayland ? wayland : "-");
+  }
+  EXPECT_TRUE(std::holds_alternative<std::string>(chooseTarget(parsed({}), "junk", "wayland-1")));
+  EXPECT_TRUE(parsed({}).inputExits);
+  EXPECT_FALSE(parsed({"-no-input-exit"}).inputExits);
+}
+
 }  // namespace
 }  // namespace tavrel::saver

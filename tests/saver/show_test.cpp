@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 
+#include "canvas/convert.h"
+
 namespace tavrel::saver {
 namespace {
 
@@ -52,6 +54,21 @@ TEST(SaverUncovered, ClearsExactlyWhatTheMoveLeft) {
                 << "move " << dx << "," << dy << " size " << size << " at " << x << "," << y;
           }
       }
+}
+
+// The --fps line: 12 program pixels a character, two a dot, white on black;
+// a character the font lacks is a space.
+TEST(SaverText, DotsOfTwoProgramPixelsAndBlanksForTheUnknown) {
+  const auto lit = [](const ImageData& img) {
+    return std::count(img.pixels.begin(), img.pixels.end(), kWhite);
+  };
+  const ImageData one = textPicture("1");
+  EXPECT_EQ(std::pair(one.width, one.height), std::pair(14, 18));
+  EXPECT_EQ(lit(one), 10 * 4);      // the 10 dots of a "1"
+  EXPECT_EQ(one.at(6, 2), kWhite);  // its top dot, the font's third column
+  EXPECT_EQ(lit(textPicture("x?")), 0);
+  EXPECT_EQ(textPicture("60.0 fps").width, 98);
+  EXPECT_EQ(lit(textPicture("88")), 2 * lit(textPicture("8")));
 }
 
 }  // namespace

@@ -34,8 +34,9 @@ struct Shot {
   static bool dark(Colour c) { return std::max({c & 0xFF, c >> 8 & 0xFF, c >> 16 & 0xFF}) < 24; }
 };
 
-// The whole window's pixels as Xvfb sends them: at depth 16 two bytes of
-// 5-6-5 bits a pixel, above that four bytes, blue first.
+// The whole window's pixels as Xvfb sends them: at depth 8 a cell of the
+// window's colour map, at depth 16 two bytes of 5-6-5 bits a pixel, above
+// that four bytes, blue first.
 inline std::optional<Shot> grab(xcb_connection_t* c, xcb_window_t window) {
   const Reply<xcb_get_geometry_reply_t> g(
       xcb_get_geometry_reply(c, xcb_get_geometry(c, window), nullptr));
@@ -44,6 +45,25 @@ inline std::optional<Shot> grab(xcb_connection_t* c, xcb_window_t window) {
       xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, window, 0, 0, g->width, g->height, ~0u);
   const Reply<xcb_get_image_reply_t> img(xcb_get_image_reply(c, asked, nullptr));
   if (!img) return std::nullopt;
+  if (img->depth == 8) {
+    const Reply<xcb_get_window_attributes_reply_t> a(
+        xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, window), nullptr));
+    std::vector<std::uint32_t> cells(256);
+    for (std::uint32_t i = 0; i < 256; ++i) cells[i] = i;
+    const Reply<xcb_query_colors_reply_t> map(
+        xcb_query_colors_reply(c, xcb_query_colors(c, a->colormap, 256, cells.data()), nullptr));
+    if (!map || xcb_query_colors_colors_length(map.get()) != 256) return std::nullopt;
+    const xcb_rgb_t* rgb = xcb_query_colors_colors(map.get());
+    Shot shot{g->width, g->height, 0, {}};
+    const int stride = xcb_get_image_data_length(img.get()) / g->height;
+    for (int y = 0; y < shot.height; ++y)
+      for (int x = 0; x < shot.width; ++x) {
+        const xcb_rgb_t& v = rgb[xcb_get_image_data(img.get())[y * stride + x]];
+        shot.pixels.push_back(
+            static_cast<Colour>(v.red >> 8 | (v.green >> 8) << 8 | (v.blue >> 8) << 16));
+      }
+    return shot;
+  }
   // Five bits a channel at depth 16 widen to within 5 of their 8-bit value.
   const bool deep = img->depth > 16;
   Shot shot{g->width, g->height, deep ? 0 : 5, {}};

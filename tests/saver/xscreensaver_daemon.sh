@@ -17,7 +17,9 @@ done
 user=$(id -un)
 if [ "$(id -u)" -eq 0 ]; then
   user=tavrel-saver-test
-  id "$user" >/dev/null 2>&1 || useradd --system --create-home --shell /bin/sh "$user"
+  # Another test may be making the same user at the same moment.
+  id "$user" >/dev/null 2>&1 || useradd --system --create-home --shell /bin/sh "$user" 2>/dev/null ||
+    id "$user" >/dev/null
 fi
 
 # The user's home for this run: a fresh folder, so runs never share settings.
@@ -41,7 +43,7 @@ dpmsEnabled: False
 timeout: 0:30:00
 cycle: 0:00:00
 SETTINGS
-printf 'programs:   \\\n                %s --root --seed %s  \\n\n' "$tmp/tavrel-saver" "$seed" \
+printf 'programs:   \\\n                "Tavrel" %s --root --seed %s  \\n\n' "$tmp/tavrel-saver" "$seed" \
   >>"$tmp/.xscreensaver"
 [ "$user" = "$(id -un)" ] || chown -R "$user" "$tmp"
 

@@ -1,0 +1,99 @@
+// A pointer for tests on a wlroots compositor, through its virtual-pointer
+// interface:
+//   wl_pointer move DX DY          relative motion
+//   wl_pointer press               a left click where the pointer stands
+//   wl_pointer click X Y W H       to (X, Y) of a W x H layout, then a left click
+// Exit 0 once the compositor has the events, 1 when it has no such interface.
+#include <unistd.h>
+#include <wayland-client.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "virtual-pointer-client-protocol.h"
+
+namespace {
+
+constexpr std::uint32_t kLeftButton = 0x110;  // BTN_LEFT
+
+struct Globals {
+  wl_seat* seat = nullptr;
+  zwlr_virtual_pointer_manager_v1* manager = nullptr;
+};
+
+void global(void* data, wl_registry* registry, std::uint32_t name, const char* interface,
+            std::uint32_t) {
+  auto* g = static_cast<Globals*>(data);
+  if (std::strcmp(interface, wl_seat_interface.name) == 0 && !g->seat) {
+    g->seat = static_cast<wl_seat*>(wl_registry_bind(registry, name, &wl_seat_interface, 1));
+  } else if (std::strcmp(interface, zwlr_virtual_pointer_manager_v1_interface.name) == 0) {
+    g->manager = static_cast<zwlr_virtual_pointer_manager_v1*>(
+        wl_registry_bind(registry, name, &zwlr_virtual_pointer_manager_v1_interface, 1));
+  }
+}
+
+constexpr wl_registry_listener kRegistry = {global, [](void*, wl_registry*, std::uint32_t) {}};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string_view what = argc > 1 ? argv[1] : "";
+  if (!((what == "move" && argc == 4) || (what == "press" && argc == 2) ||
+        (what == "click" && argc == 6))) {
+    std::fprintf(stderr, "usage: wl_pointer move DX DY | press | click X Y W H\n");
+    return 2;
+  }
+  wl_display* display = wl_display_connect(nullptr);
+  if (!display) {
+    std::fprintf(stderr, "wl_pointer: no compositor\n");
+    return 1;
+  }
+  Globals g;
+  wl_registry* registry = wl_display_get_registry(display);
+  wl_registry_add_listener(registry, &kRegistry, &g);
+  wl_display_roundtrip(display);
+  if (!g.manager) {
+    std::fprintf(stderr, "wl_pointer: the compositor has no virtual pointers\n");
+    return 1;
+  }
+  zwlr_virtual_pointer_v1* pointer =
+      zwlr_virtual_pointer_manager_v1_create_virtual_pointer(g.manager, g.seat);
+  // The new device settles in the seat, and the clients that heard of it
+  // take their pointers, before it moves.
+  wl_display_roundtrip(display);
+  usleep(200000);
+  std::uint32_t time = 1;
+  // The compositor gives the pointer to the surface under it at its first
+  // motion; the motions after that move it there.
+  const auto move = [&](int dx, int dy) {
+    zwlr_virtual_pointer_v1_motion(pointer, ++time, wl_fixed_from_int(dx), wl_fixed_from_int(dy));
+    zwlr_virtual_pointer_v1_frame(pointer);
+    wl_display_roundtrip(display);
+  };
+  if (what == "move") {
+    move(0, 0);
+    move(std::atoi(argv[2]), std::atoi(argv[3]));
+  } else {
+    if (what == "click") {
+      const auto arg = [&](int i) { return static_cast<std::uint32_t>(std::atoi(argv[i])); };
+      zwlr_virtual_pointer_v1_motion_absolute(pointer, time, arg(2), arg(3), arg(4), arg(5));
+      zwlr_virtual_pointer_v1_frame(pointer);
+    }
+    if (what == "press") move(0, 0);
+    for (std::uint32_t state :
+         {WL_POINTER_BUTTON_STATE_PRESSED, WL_POINTER_BUTTON_STATE_RELEASED}) {
+      zwlr_virtual_pointer_v1_button(pointer, ++time, kLeftButton, state);
+      zwlr_virtual_pointer_v1_frame(pointer);
+    }
+  }
+  wl_display_roundtrip(display);
+  zwlr_virtual_pointer_v1_destroy(pointer);
+  zwlr_virtual_pointer_manager_v1_destroy(g.manager);
+  if (g.seat) wl_seat_destroy(g.seat);
+  wl_registry_destroy(registry);
+  wl_display_roundtrip(display);
+  wl_display_disconnect(display);
+  return 0;
+}
