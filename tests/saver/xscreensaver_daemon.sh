@@ -80,7 +80,17 @@ setpriv --pdeathsig KILL xscreensaver -no-splash >"$tmp/daemon.log" 2>&1 &
 daemon=$!
 # A loaded machine may take its time to start the daemon: waits are long, and
 # each ends as soon as what it waits for is there.
-for _ in $(seq 300); do xscreensaver-command -version >/dev/null 2>&1 && break; sleep 0.1; done
+answering=no
+for _ in $(seq 600); do
+  xscreensaver-command -version >/dev/null 2>&1 && { answering=yes; break; }
+  kill -0 "$daemon" 2>/dev/null || break
+  sleep 0.1
+done
+if [ "$answering" != yes ]; then
+  echo "the daemon does not answer"
+  cat "$tmp/daemon.log"
+  exit 1
+fi
 xscreensaver-command -activate >/dev/null
 
 shown=no
