@@ -74,6 +74,27 @@ struct Buffer {
   std::optional<Rect> shown;  // where the picture stands in it; black elsewhere
 };
 
+// A buffer written once, when it is made: a picture, a text or black. It is
+// let go when the compositor no longer holds it.
+struct Sheet {
+  wl_buffer* buffer = nullptr;
+  bool busy = false;  // the compositor holds it
+  Sheet() = default;
+  Sheet(const Sheet&) = delete;
+  Sheet& operator=(const Sheet&) = delete;
+  ~Sheet() {
+    if (buffer) wl_buffer_destroy(buffer);
+  }
+};
+
+// A surface of its own above the output's black, for the picture or the
+// text: moving it is a message, and its pixels go to the compositor once.
+struct Layer {
+  wl_surface* surface = nullptr;
+  wl_subsurface* subsurface = nullptr;
+  std::unique_ptr<Sheet> sheet;
+};
+
 // One output and the surface that covers it.
 class Output {
  public:
@@ -93,7 +114,9 @@ class Output {
   bool draw(const Scene& scene);
   // Whether it would draw at once: shown, and not waiting for the
   // compositor's callback of its last frame.
-  bool ready() const { return configured_ && memory_ != MAP_FAILED && !frame_; }
+  bool ready() const {
+    return configured_ && (layered_ ? black_ != nullptr : memory_ != MAP_FAILED) && !frame_;
+  }
 
  private:
   void announce();
@@ -102,6 +125,14 @@ class Output {
   void resize();
   bool allocate(int width, int height);
   void dropBuffers();
+  bool makeLayers();
+  void dropLayers();
+  void dropLayer(Layer& layer);
+  void show(Layer& layer, const Converted* image);
+  void retire(std::unique_ptr<Sheet> sheet);
+  void drawBuffer(Buffer& b, const Converted* picture, const Converted* text, const Rect& now);
+  void drawLayers(const Scene& scene, const Converted* picture, const Converted* text,
+                  const Rect& now);
   void dropSurface();
 
   static const wl_output_listener kOutputListener;
@@ -111,6 +142,7 @@ class Output {
   static const wp_fractional_scale_v1_listener kFractionalListener;
   static const wl_callback_listener kFrameListener;
   static const wl_buffer_listener kBufferListener;
+  static const wl_buffer_listener kSheetListener;
 
   Wayland& app_;
   std::uint32_t name_;
@@ -128,7 +160,16 @@ class Output {
   int logicalWidth_ = 0, logicalHeight_ = 0;
   bool configured_ = false;
   int width_ = 0, height_ = 0;  // device pixels
+  int whole_ = 1;               // device pixels to a surface unit, where whole
   Layout layout_;
+  // Where every zoomed program pixel begins on a whole surface unit, the
+  // picture and the text are surfaces of their own over a black one; else
+  // (a fractional scale, a zoom the scale does not divide) both are drawn
+  // into buffers that cover the output.
+  bool layered_ = false;
+  std::unique_ptr<Sheet> black_;
+  Layer pictureLayer_, textLayer_;
+  std::vector<std::unique_ptr<Sheet>> retired_;  // replaced, still held by the compositor
   std::optional<Bounce> bounce_;
   void* memory_ = MAP_FAILED;
   std::size_t bytes_ = 0;
@@ -153,6 +194,7 @@ class Wayland {
   xdg_wm_base* wmBase = nullptr;
   wp_viewporter* viewporter = nullptr;
   wp_fractional_scale_manager_v1* fractionalScale = nullptr;
+  wl_subcompositor* subcompositor = nullptr;
   bool ready = false;   // the globals are bound: outputs may make surfaces
   bool input = false;   // a key, button or motion came
   bool closed = false;  // a window was closed by the compositor
@@ -225,11 +267,13 @@ void Output::makeSurface() {
   wl_region_add(opaque, 0, 0, INT32_MAX, INT32_MAX);
   wl_surface_set_opaque_region(surface_, opaque);
   wl_region_destroy(opaque);
-  if (app_.fractionalScale && app_.viewporter) {
-    fractional_ =
-        wp_fractional_scale_manager_v1_get_fractional_scale(app_.fractionalScale, surface_);
-    wp_fractional_scale_v1_add_listener(fractional_, &kFractionalListener, this);
+  if (app_.viewporter) {
     viewport_ = wp_viewporter_get_viewport(app_.viewporter, surface_);
+    if (app_.fractionalScale) {
+      fractional_ =
+          wp_fractional_scale_manager_v1_get_fractional_scale(app_.fractionalScale, surface_);
+      wp_fractional_scale_v1_add_listener(fractional_, &kFractionalListener, this);
+    }
   }
   if (app_.layerShell) {
     layer_ = zwlr_layer_shell_v1_get_layer_surface(
@@ -301,21 +345,31 @@ void Output::configure(int logicalWidth, int logicalHeight) {
   if (configured_) resize();
 }
 
-// The buffers cover the output in device pixels, one buffer pixel to a
-// device pixel: a whole-number scale through the buffer scale, a fractional
-// one through the viewport.
+// A file of shared memory of `bytes` bytes, for the compositor to map.
+int sharedFile(std::size_t bytes) {
+  const int fd = memfd_create("tavrel-saver", MFD_CLOEXEC);
+  if (fd >= 0 && ftruncate(fd, static_cast<off_t>(bytes)) != 0) {
+    close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+// The output in device pixels, one buffer pixel to a device pixel: a
+// whole-number scale through the buffer scale, or the viewport where the
+// compositor says the scale in 120ths.
 void Output::resize() {
-  int width = logicalWidth_ * scale_, height = logicalHeight_ * scale_;
-  if (viewport_ && scale120_ > 0) {
+  const bool viaViewport = fractional_ && scale120_ > 0;
+  const bool fractional = viaViewport && scale120_ % 120 != 0;
+  const int whole = viaViewport ? std::max(1, scale120_ / 120) : scale_;
+  int width = logicalWidth_ * whole, height = logicalHeight_ * whole;
+  if (fractional) {
     width = static_cast<int>(std::lround(logicalWidth_ * scale120_ / 120.0));
     height = static_cast<int>(std::lround(logicalHeight_ * scale120_ / 120.0));
-    wl_surface_set_buffer_scale(surface_, 1);
-    wp_viewport_set_destination(viewport_, logicalWidth_, logicalHeight_);
-  } else {
-    if (viewport_) wp_viewport_set_destination(viewport_, -1, -1);
-    wl_surface_set_buffer_scale(surface_, scale_);
   }
-  if (width == width_ && height == height_ && memory_ != MAP_FAILED) return;
+  if (width == width_ && height == height_ && whole == whole_ &&
+      (layered_ ? black_ != nullptr : memory_ != MAP_FAILED))
+    return;
   const char* scale = std::getenv(kScaleVariable);
   layout_ = layoutFor(width, height, scale ? std::optional<std::string_view>(scale) : std::nullopt);
   if (bounce_) {
@@ -323,19 +377,33 @@ void Output::resize() {
   } else {
     bounce_.emplace(layout_.width, layout_.height, directions_);
   }
-  if (!allocate(width, height)) dropBuffers();
+  dropBuffers();
+  dropLayers();
+  width_ = width;
+  height_ = height;
+  whole_ = whole;
+  fresh_ = true;
+  committed_.reset();
+  layered_ = app_.subcompositor && !fractional && layout_.zoom % whole == 0;
+  // The buffer's scale and the viewport, as the buffers on this surface need.
+  if (viaViewport && !layered_) {
+    wl_surface_set_buffer_scale(surface_, 1);
+    wp_viewport_set_destination(viewport_, logicalWidth_, logicalHeight_);
+  } else {
+    if (viewport_) wp_viewport_set_destination(viewport_, -1, -1);
+    wl_surface_set_buffer_scale(surface_, whole);
+  }
+  if (layered_ ? !makeLayers() : !allocate(width, height)) {
+    dropBuffers();
+    dropLayers();
+  }
 }
 
 bool Output::allocate(int width, int height) {
-  dropBuffers();
   const int stride = width * kBytesPerPixel;
   const std::size_t one = static_cast<std::size_t>(stride) * height;
-  const int fd = memfd_create("tavrel-saver", MFD_CLOEXEC);
+  const int fd = sharedFile(2 * one);
   if (fd < 0) return false;
-  if (ftruncate(fd, static_cast<off_t>(2 * one)) != 0) {
-    close(fd);
-    return false;
-  }
   memory_ = mmap(nullptr, 2 * one, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   if (memory_ == MAP_FAILED) {
     close(fd);
@@ -354,10 +422,6 @@ bool Output::allocate(int width, int height) {
   }
   wl_shm_pool_destroy(pool);
   close(fd);
-  width_ = width;
-  height_ = height;
-  fresh_ = true;
-  committed_.reset();
   return true;
 }
 
@@ -368,12 +432,93 @@ void Output::dropBuffers() {
   }
   if (memory_ != MAP_FAILED) munmap(memory_, bytes_);
   memory_ = MAP_FAILED;
-  width_ = height_ = 0;
+}
+
+// A sheet of `width` x `height` pixels holding `bytes`, or black without them.
+std::unique_ptr<Sheet> makeSheet(wl_shm* shm, int width, int height, const std::uint8_t* bytes,
+                                 const wl_buffer_listener* listener) {
+  const int stride = width * kBytesPerPixel;
+  const std::size_t size = static_cast<std::size_t>(stride) * height;
+  const int fd = sharedFile(size);
+  if (fd < 0) return nullptr;
+  if (bytes) {
+    void* memory = mmap(nullptr, size, PROT_WRITE, MAP_SHARED, fd, 0);
+    if (memory == MAP_FAILED) {
+      close(fd);
+      return nullptr;
+    }
+    std::memcpy(memory, bytes, size);
+    munmap(memory, size);
+  }
+  auto sheet = std::make_unique<Sheet>();
+  wl_shm_pool* pool = wl_shm_create_pool(shm, fd, static_cast<int32_t>(size));
+  sheet->buffer = wl_shm_pool_create_buffer(pool, 0, width, height, stride, WL_SHM_FORMAT_XRGB8888);
+  wl_buffer_add_listener(sheet->buffer, listener, sheet.get());
+  wl_shm_pool_destroy(pool);
+  close(fd);
+  return sheet;
+}
+
+// Black under the picture: a buffer of the output's size, never written.
+// (One pixel stretched by the viewport would do, but compositors that
+// scale in fixed point leave a few lines of the edge uncovered.)
+bool Output::makeLayers() {
+  black_ = makeSheet(app_.shm, width_, height_, nullptr, &kSheetListener);
+  if (!black_) return false;
+  wl_surface_attach(surface_, black_->buffer, 0, 0);
+  wl_surface_damage_buffer(surface_, 0, 0, INT32_MAX, INT32_MAX);
+  black_->busy = true;
+  for (Layer* layer : {&pictureLayer_, &textLayer_}) {
+    layer->surface = wl_compositor_create_surface(app_.compositor);
+    layer->subsurface =
+        wl_subcompositor_get_subsurface(app_.subcompositor, layer->surface, surface_);
+    wl_surface_set_buffer_scale(layer->surface, whole_);
+    // No input region: input goes to the surface below, which takes it all.
+    wl_region* none = wl_compositor_create_region(app_.compositor);
+    wl_surface_set_input_region(layer->surface, none);
+    wl_region_destroy(none);
+  }
+  const int margin = kTextMargin * layout_.zoom / whole_;
+  wl_subsurface_set_position(textLayer_.subsurface, margin, margin);
+  return true;
+}
+
+void Output::dropLayer(Layer& layer) {
+  if (layer.sheet) retire(std::move(layer.sheet));
+  if (layer.subsurface) wl_subsurface_destroy(layer.subsurface);
+  if (layer.surface) wl_surface_destroy(layer.surface);
+  layer = Layer{};
+}
+
+void Output::dropLayers() {
+  dropLayer(textLayer_);
+  dropLayer(pictureLayer_);
+  if (black_) retire(std::move(black_));
+}
+
+void Output::retire(std::unique_ptr<Sheet> sheet) {
+  if (sheet->busy) retired_.push_back(std::move(sheet));
+}
+
+// The layer's new image; committed with the output's surface, as
+// subsurfaces are.
+void Output::show(Layer& layer, const Converted* image) {
+  if (image == nullptr) return;
+  auto sheet =
+      makeSheet(app_.shm, image->width, image->height, image->bytes.data(), &kSheetListener);
+  if (!sheet) return;
+  wl_surface_attach(layer.surface, sheet->buffer, 0, 0);
+  wl_surface_damage_buffer(layer.surface, 0, 0, INT32_MAX, INT32_MAX);
+  wl_surface_commit(layer.surface);
+  sheet->busy = true;
+  if (layer.sheet) retire(std::move(layer.sheet));
+  layer.sheet = std::move(sheet);
 }
 
 void Output::dropSurface() {
   if (frame_) wl_callback_destroy(frame_);
   frame_ = nullptr;
+  dropLayers();
   if (layer_) zwlr_layer_surface_v1_destroy(layer_);
   if (toplevel_) xdg_toplevel_destroy(toplevel_);
   if (xdgSurface_) xdg_surface_destroy(xdgSurface_);
@@ -388,6 +533,9 @@ void Output::dropSurface() {
   surface_ = nullptr;
   configured_ = false;
   dropBuffers();
+  // With the surface gone the compositor lets go of every buffer.
+  retired_.clear();
+  width_ = height_ = 0;
 }
 
 const wl_callback_listener Output::kFrameListener = {
@@ -402,8 +550,13 @@ const wl_buffer_listener Output::kBufferListener = {
     .release = [](void* data, wl_buffer*) { static_cast<Buffer*>(data)->busy = false; },
 };
 
+const wl_buffer_listener Output::kSheetListener = {
+    .release = [](void* data, wl_buffer*) { static_cast<Sheet*>(data)->busy = false; },
+};
+
 bool Output::draw(const Scene& scene) {
   if (!ready() || !bounce_) return false;
+  std::erase_if(retired_, [](const auto& sheet) { return !sheet->busy; });
   const int zoom = layout_.zoom;
   const Converted* c = picture_.from(scene.picture, scene.pictureVersion, zoom);
   const Converted* t = text_.from(scene.text, scene.textVersion, zoom);
@@ -412,20 +565,45 @@ bool Output::draw(const Scene& scene) {
   if (!fresh_ && committed_ == now && pictureVersion_ == scene.pictureVersion &&
       textVersion_ == scene.textVersion)
     return false;
-  Buffer* b = !buffers_[0].busy ? &buffers_[0] : !buffers_[1].busy ? &buffers_[1] : nullptr;
-  if (b == nullptr) return false;
+  if (layered_) {
+    drawLayers(scene, c, t, now);
+  } else {
+    Buffer* b = !buffers_[0].busy ? &buffers_[0] : !buffers_[1].busy ? &buffers_[1] : nullptr;
+    if (b == nullptr) return false;
+    drawBuffer(*b, c, t, now);
+  }
+  frame_ = wl_surface_frame(surface_);
+  wl_callback_add_listener(frame_, &kFrameListener, this);
+  wl_surface_commit(surface_);
+  fresh_ = false;
+  committed_ = now;
+  pictureVersion_ = scene.pictureVersion;
+  textVersion_ = scene.textVersion;
+  return true;
+}
 
+void Output::drawLayers(const Scene& scene, const Converted* picture, const Converted* text,
+                        const Rect& now) {
+  if (fresh_ || pictureVersion_ != scene.pictureVersion) show(pictureLayer_, picture);
+  if (fresh_ || textVersion_ != scene.textVersion) show(textLayer_, text);
+  wl_subsurface_set_position(pictureLayer_.subsurface, now.x / whole_, now.y / whole_);
+}
+
+// The picture and the text drawn into the free one of two buffers that
+// cover the output: only what changed since that buffer was last shown.
+void Output::drawBuffer(Buffer& b, const Converted* picture, const Converted* text,
+                        const Rect& now) {
   const int stride = width_ * kBytesPerPixel;
   const auto rows = [&](const Rect& r, auto&& each) {
     const int x0 = std::max(0, r.x), x1 = std::min(width_, r.x + r.width);
     const int y0 = std::max(0, r.y), y1 = std::min(height_, r.y + r.height);
     if (x1 <= x0) return;
     for (int y = y0; y < y1; ++y)
-      each(b->pixels + static_cast<std::size_t>(y) * stride + x0 * kBytesPerPixel, x0, y,
+      each(b.pixels + static_cast<std::size_t>(y) * stride + x0 * kBytesPerPixel, x0, y,
            static_cast<std::size_t>(x1 - x0) * kBytesPerPixel);
   };
-  if (b->shown)
-    for (const Rect& r : uncovered(*b->shown, now))
+  if (b.shown)
+    for (const Rect& r : uncovered(*b.shown, now))
       rows(r, [](std::uint8_t* p, int, int, std::size_t n) { std::memset(p, 0, n); });
   const auto copy = [&](const Converted& image, const Rect& to) {
     const int from = image.width * kBytesPerPixel;
@@ -436,29 +614,23 @@ bool Output::draw(const Scene& scene) {
                   n);
     });
   };
-  if (c) copy(*c, now);
-  b->shown = now;
+  if (picture) copy(*picture, now);
+  b.shown = now;
   // The text goes over the picture, in every frame; the buffer keeps no
   // account of it, so the picture's strips may clear it.
-  const Rect text = t ? Rect{kTextMargin * zoom, kTextMargin * zoom, t->width, t->height} : Rect{};
-  if (t) copy(*t, text);
+  const int zoom = layout_.zoom;
+  const Rect place =
+      text ? Rect{kTextMargin * zoom, kTextMargin * zoom, text->width, text->height} : Rect{};
+  if (text) copy(*text, place);
 
-  wl_surface_attach(surface_, b->buffer, 0, 0);
+  wl_surface_attach(surface_, b.buffer, 0, 0);
   if (fresh_) {
     wl_surface_damage_buffer(surface_, 0, 0, INT32_MAX, INT32_MAX);
   } else {
-    for (const Rect& r : {*committed_, now, text})
+    for (const Rect& r : {*committed_, now, place})
       if (!r.empty()) wl_surface_damage_buffer(surface_, r.x, r.y, r.width, r.height);
   }
-  frame_ = wl_surface_frame(surface_);
-  wl_callback_add_listener(frame_, &kFrameListener, this);
-  wl_surface_commit(surface_);
-  b->busy = true;
-  fresh_ = false;
-  committed_ = now;
-  pictureVersion_ = scene.pictureVersion;
-  textVersion_ = scene.textVersion;
-  return true;
+  b.busy = true;
 }
 
 // --- Wayland --------------------------------------------------------------
@@ -486,6 +658,8 @@ void Wayland::global(wl_registry* registry, std::uint32_t name, std::string_view
                      std::uint32_t version) {
   if (interface == wl_compositor_interface.name) {
     compositor = bind<wl_compositor>(registry, name, &wl_compositor_interface, version, 4);
+  } else if (interface == wl_subcompositor_interface.name) {
+    subcompositor = bind<wl_subcompositor>(registry, name, &wl_subcompositor_interface, version, 1);
   } else if (interface == wl_shm_interface.name) {
     shm = bind<wl_shm>(registry, name, &wl_shm_interface, version, 1);
   } else if (interface == zwlr_layer_shell_v1_interface.name) {
@@ -601,6 +775,7 @@ Wayland::~Wayland() {
   if (wmBase) xdg_wm_base_destroy(wmBase);
   if (viewporter) wp_viewporter_destroy(viewporter);
   if (fractionalScale) wp_fractional_scale_manager_v1_destroy(fractionalScale);
+  if (subcompositor) wl_subcompositor_destroy(subcompositor);
   if (shm) wl_shm_destroy(shm);
   if (compositor) wl_compositor_destroy(compositor);
   if (registry_) wl_registry_destroy(registry_);

@@ -172,8 +172,16 @@ TEST_F(SaverWayland, EveryOutputShowsThePictureAsOutputsComeAndGo) {
     return std::abs(at.x - first->x) >= 4 && std::abs(at.x - first->x) == std::abs(at.y - first->y);
   })) << "the picture does not travel diagonally";
 
+  // Added later, and at scale 2 with a zoom of 2: the picture moves as a
+  // surface of its own there, where at 2560x1440 (zoom 3) it is drawn into
+  // buffers that cover the output.
   ASSERT_TRUE(swaymsg("create_output"));
-  EXPECT_TRUE(waitForPicture("HEADLESS-3", picture)) << "nothing on an output added later";
+  ASSERT_TRUE(swaymsg("output HEADLESS-3 mode 2048x1536 scale 2 position 0 1440"));
+  const auto added = waitForPicture("HEADLESS-3", picture);
+  ASSERT_TRUE(added) << "nothing on an output added later";
+  EXPECT_TRUE(waitForPicture("HEADLESS-3", picture, [&](Place at) {
+    return at.x != added->x && (at.x - added->x) % 2 + (at.y - added->y) % 2 == 0;
+  })) << "the picture does not travel in whole blocks at scale 2";
   // An output that goes away takes its surface along; back, it has a new one.
   ASSERT_TRUE(swaymsg("output HEADLESS-3 disable"));
   EXPECT_FALSE(module.waitExit(300ms)) << module.stderrText();
