@@ -160,7 +160,7 @@ void measureFrames(const std::string& size) {
   const Layout layout = layoutFor(screen.width(), screen.height(), std::nullopt);
   Pictures pictures(Settings{}, kSeed, layout.width, layout.height);
   tavrel::Random directions(kSeed);
-  Bounce bounce(layout.width, layout.height, directions);
+  tavrel::Bounce bounce = firstBounce(layout.width, layout.height, directions);
   std::vector<double> frames, newPictures;
   for (int p = 0; p < 20; ++p) {
     const auto t0 = Clock::now();

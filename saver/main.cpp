@@ -43,8 +43,8 @@ Ending run(XScreen& screen, const Settings& s, std::uint32_t seed) {
   // The bounce draws from a source of its own, so the pictures stay those
   // of the renderer.
   Random directions(seed ^ 0x9E3779B9u);
-  Bounce bounce(layout.width, layout.height, directions);
-  Timeline timeline(Clock::now(), std::chrono::seconds(s.interval), stepPeriod(s.fast));
+  Bounce bounce = firstBounce(layout.width, layout.height, directions);
+  Timeline timeline(Clock::now(), std::chrono::seconds(s.interval), bounceStepPeriod(s.fast));
   FrameRate rate(Clock::now());
   const bool showRate = s.fps;
   Picture current;

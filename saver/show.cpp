@@ -64,67 +64,19 @@ void Pictures::resize(int width, int height) {
   host_.SurfaceWindow().resize(surfaceSide(width), surfaceSide(height));
 }
 
-Bounce::Bounce(int width, int height, Random& directions) {
-  // As the window's screen-saver mode starts its bounce: the square where
-  // the generator drew it, each way chosen by a coin.
-  for (auto [axis, extent] : {std::pair{&x_, width}, std::pair{&y_, height}}) {
-    axis->extent = extent;
-    axis->pos = extent / 2 - kSquare / 2;
-    axis->dir = static_cast<int>(2 * directions.Rnd()) == 0 ? 1 : -1;
-  }
-}
-
-void Bounce::Axis::step() {
-  // Too short to travel: the square stays where it started.
-  if (extent < kSquare + 2) return;
-  pos += dir;
-  turnAtEdges();
-}
-
-void Bounce::Axis::turnAtEdges() {
-  if (pos + kSquare + dir > extent || pos + dir < 0) dir = -dir;
-}
-
-void Bounce::Axis::resize(int newExtent) {
-  extent = newExtent;
-  if (extent < kSquare + 2) {
-    pos = extent / 2 - kSquare / 2;
-    return;
-  }
-  pos = std::clamp(pos, 0, extent - kSquare);
-  turnAtEdges();
-}
-
-void Bounce::step() {
-  x_.step();
-  y_.step();
-}
-
-void Bounce::resize(int width, int height) {
-  x_.resize(width);
-  y_.resize(height);
+Bounce firstBounce(int width, int height, Random& directions) {
+  const bool right = static_cast<int>(2 * directions.Rnd()) == 0;
+  const bool down = static_cast<int>(2 * directions.Rnd()) == 0;
+  return Bounce(width, height, kSquare, width / 2 - kSquare / 2, height / 2 - kSquare / 2, right,
+                down);
 }
 
 Timeline::Timeline(Clock::time_point start, Clock::duration interval, Clock::duration stepPeriod)
-    : interval_(interval),
-      stepPeriod_(stepPeriod),
-      nextStep_(start + stepPeriod),
-      nextPicture_(start) {}
+    : interval_(interval), steps_(start, stepPeriod), nextPicture_(start) {}
 
 Timeline::Due Timeline::take(Clock::time_point now) {
-  // A backlog longer than this is dropped, not caught up.
-  constexpr auto kStall = std::chrono::milliseconds(250);
   Due due;
-  if (now >= nextStep_) {
-    if (now - nextStep_ > kStall) {
-      due.steps = 1;
-      nextStep_ = now + stepPeriod_;
-    } else {
-      const auto late = (now - nextStep_) / stepPeriod_;
-      due.steps = static_cast<int>(late) + 1;
-      nextStep_ += stepPeriod_ * (late + 1);
-    }
-  }
+  due.steps = steps_.take(now);
   if (now >= nextPicture_) {
     due.picture = true;
     nextPicture_ += interval_;
@@ -214,9 +166,5 @@ bool FrameRate::frame(Timeline::Clock::time_point now) {
   return true;
 }
 
-Timeline::Clock::duration stepPeriod(bool fast) {
-  const auto frame = std::chrono::microseconds(1000000 / 60);
-  return fast ? frame : 2 * frame;
-}
 
 }  // namespace tavrel::saver

@@ -14,6 +14,7 @@
 #include "saver/settings.h"
 #include "stages/host.h"
 #include "state/app_state.h"
+#include "state/bounce.h"
 
 namespace tavrel::saver {
 
@@ -48,34 +49,16 @@ class Pictures {
   Generator generator_;
 };
 
-// The picture's travel: diagonal, one program pixel a step, turning before
-// the square would pass an edge. It starts where the generators centre their
-// square and goes on across picture changes.
-class Bounce {
- public:
-  Bounce(int width, int height, Random& directions);
-  void step();
-  // Keeps the square inside a window that shrank.
-  void resize(int width, int height);
-  int left() const { return x_.pos; }
-  int top() const { return y_.pos; }
-
- private:
-  struct Axis {
-    int pos = 0, extent = 0, dir = 1;
-    void step();
-    void turnAtEdges();
-    void resize(int newExtent);
-  };
-  Axis x_, y_;
-};
+// The bounce as the window's screen-saver mode starts it: the square where
+// the generators centre it, each way chosen by a coin of `directions`.
+Bounce firstBounce(int width, int height, Random& directions);
 
 // When steps and pictures are due. Steps come at a fixed period; after a
 // stall (a suspended machine, a stopped process) the picture goes on from
 // where it stood rather than jumping.
 class Timeline {
  public:
-  using Clock = std::chrono::steady_clock;
+  using Clock = StepClock::Clock;
 
   Timeline(Clock::time_point start, Clock::duration interval, Clock::duration stepPeriod);
 
@@ -89,13 +72,14 @@ class Timeline {
   // A new picture at once, the next one an interval later.
   void pictureNow(Clock::time_point now);
   // The earliest time something falls due.
-  Clock::time_point wake() const { return std::min(nextStep_, nextPicture_); }
+  Clock::time_point wake() const { return std::min(steps_.next(), nextPicture_); }
   // When the next picture falls due.
   Clock::time_point nextPicture() const { return nextPicture_; }
 
  private:
-  Clock::duration interval_, stepPeriod_;
-  Clock::time_point nextStep_, nextPicture_;
+  Clock::duration interval_;
+  StepClock steps_;
+  Clock::time_point nextPicture_;
 };
 
 // A rectangle of device pixels.
@@ -128,9 +112,5 @@ class FrameRate {
   int frames_ = 0;
   char text_[32] = "";
 };
-
-// Step period of each speed: Fast travels about 60 program pixels a second,
-// Slow about half of that.
-Timeline::Clock::duration stepPeriod(bool fast);
 
 }  // namespace tavrel::saver
