@@ -77,9 +77,9 @@ std::string backdropFile(int slot) {
   return "example" + std::to_string(slot) + ".bmp";
 }
 
-void startup(RunHost& host, AppState& st) {
-  // The start screen. The colour mode matches the tick of the colour menu:
-  // true colours by design, or what the saved settings chose.
+void startScreen(RunHost& host, AppState& st) {
+  // The colour mode matches the tick of the colour menu: true colours by
+  // design, or what the saved settings chose.
   st.tcolor = host.isChecked(Menu::bcolorm) ? kBasicColours
               : host.isChecked(Menu::uedit) ? kUserColours
                                             : kTrueColours;
@@ -97,21 +97,16 @@ void startup(RunHost& host, AppState& st) {
     host.setMenuVisible(Menu::patmode5, false);
     host.setMenuVisible(Menu::orderinfo, false);
   });
-  // Wait for "Click to begin"; the backdrop rotation ticks in here.
-  for (;;) {
-    skipOnError([&] { host.DoEvents(); });
-    bool waiting = true;
-    skipOnError([&] { waiting = host.isVisible(Control::Command3); });
-    if (!waiting) break;
-  }
+}
 
+void leaveStartScreen(RunHost& host, AppState&) {
   skipOnError([&] { host.setTimerEnabled(TimerId::Timer4, false); });
   skipOnError([&] { host.SurfaceWindow().setPicture(nullptr); });
   skipOnError([&] { blackBox(host); });
-  skipOnError([&] { host.DoEvents(); });
-  for (int i = 1; i <= 7; ++i) st.slideshown[i] = 0;
+}
 
-  // First values and the first generation.
+void firstPicture(RunHost& host, AppState& st) {
+  for (int i = 1; i <= 7; ++i) st.slideshown[i] = 0;
   skipOnError([&] {
     firstValues(st, host.ScaleWidth(), host.ScaleHeight());
     st.abb = Int(st.Rnd() * ((host.ScaleWidth() - st.swidth / 2) - 10)) + 1;
@@ -126,8 +121,6 @@ void startup(RunHost& host, AppState& st) {
     if (st.mpattern == 1) makeshape2(host, st);
   });
   skipOnError([&] { repeatTile(host, st, squareLeft(host, st), squareTop(host, st)); });
-
-  for (;;) skipOnError([&] { mainLoopTurn(host, st); });
 }
 
 void command3Click(RunHost& host, AppState&) {
@@ -138,39 +131,17 @@ void command3Click(RunHost& host, AppState&) {
   host.showControlPanel();
 }
 
-void mainLoopTurn(RunHost& host, AppState& st) {
-  const bool paced = host.isVisible(Control::Picture1) && st.nwait4 == 1;
-  if (paced) {
-    st.awb = st.awb * 100;
-    st.bwb = st.bwb * 100;
-  }
-  st.abb = st.abb + st.awb;
-  st.dbb = st.dbb + st.bwb;
-  if (paced) {
-    // Steps go back to 0.01 before any handler can see them.
-    st.awb = st.awb / 100;
-    st.bwb = st.bwb / 100;
-    st.hhmmf = 1;
-    host.setTimerInterval(TimerId::Timer7, 1);
-    host.setTimerEnabled(TimerId::Timer7, true);
-    do host.DoEvents();
-    while (st.hhmmf != 0);
-    host.setTimerEnabled(TimerId::Timer7, false);
-  }
-  st.abb = st.abb + st.awb;
-  st.dbb = st.dbb + st.bwb;
-  host.movePicture1(CSng(st.abb), CSng(st.dbb));
-  if (st.abb + st.swidth + st.awb > host.ScaleWidth() || st.abb + st.awb < 0) st.awb = -st.awb;
-  if (st.dbb + st.swidth + st.bwb > host.ScaleHeight() || st.dbb + st.bwb < 0) st.bwb = -st.bwb;
-  host.DoEvents();
-}
-
-void timer7Tick(RunHost&, AppState& st) {
-  st.hhmmf = 0;
+void bounceSteps(RunHost& host, AppState& st, int steps) {
+  if (!st.bounce || steps <= 0) return;
+  Bounce& b = *st.bounce;
+  b.resize(static_cast<int>(host.ScaleWidth()), static_cast<int>(host.ScaleHeight()));
+  for (int i = 0; i < steps; ++i) b.step();
+  st.abb = b.left();
+  st.dbb = b.top();
+  host.movePicture1(static_cast<float>(st.abb), static_cast<float>(st.dbb));
 }
 
 void command1Click(RunHost& host, AppState& st) {
-  host.DoEvents();
   st.circle2 = 0;
   newPicture(host, st, st.mpattern);
   repeatTile(host, st, squareLeft(host, st), squareTop(host, st));
@@ -205,6 +176,9 @@ void ssaverClick(RunHost& host, AppState& st) {
   // The bounce starts where the shape stood.
   st.abb = Int(host.ScaleWidth() / 2.0) - st.swidth / 2;
   st.dbb = Int(host.ScaleHeight() / 2.0) - st.swidth / 2;
+  st.bounce.emplace(static_cast<int>(host.ScaleWidth()), static_cast<int>(host.ScaleHeight()),
+                    static_cast<int>(st.swidth), static_cast<int>(st.abb),
+                    static_cast<int>(st.dbb), st.awb > 0, st.bwb > 0);
   host.movePicture1(CSng(st.abb), CSng(st.dbb));
 }
 
@@ -216,6 +190,7 @@ void regmodeClick(RunHost& host, AppState& st) {
   host.setChecked(Menu::regmode, true);
   host.setChecked(Menu::ssaver, false);
   st.ssmode = 0;
+  st.bounce.reset();
   if (!host.isVisible(Control::Label6)) host.showControlPanel();
   // The newest shape comes back onto the window, one pixel up and to the
   // left of where it was drawn and one pixel larger.

@@ -1,6 +1,6 @@
 // How the program starts, runs and stops: the start screen with its backdrop
-// rotation, the main loop that pumps events and bounces Picture1, the regular
-// and screen-saver modes, and the information page.
+// rotation, the bounce of Picture1, the regular and screen-saver modes, and
+// the information page.
 #pragma once
 
 #include "modes/run_host.h"
@@ -8,13 +8,16 @@
 
 namespace tavrel {
 
-// Entered once, with the window on the screen; never returns. The start
-// screen, the first values, the first generation, then the main loop.
-[[noreturn]] void startup(RunHost& host, AppState& st);
+// The start-up in three steps, each of which returns: the start screen
+// (a backdrop, "Click to begin", no menus); once that button is gone, the
+// end of the backdrop rotation and a black surface; then the first values
+// and the first picture.
+void startScreen(RunHost& host, AppState& st);
+void leaveStartScreen(RunHost& host, AppState& st);
+void firstPicture(RunHost& host, AppState& st);
 
-// One turn of the main loop: moves Picture1, bounces it off the edges and
-// pumps events.
-void mainLoopTurn(RunHost& host, AppState& st);
+// `steps` steps of the bounce of Picture1, when it bounces.
+void bounceSteps(RunHost& host, AppState& st, int steps);
 
 // Handlers.
 void command3Click(RunHost& host, AppState& st);
@@ -24,7 +27,6 @@ void regmodeClick(RunHost& host, AppState& st);
 void timer1Tick(RunHost& host, AppState& st);
 void timer2Tick(RunHost& host, AppState& st);
 void timer4Tick(RunHost& host, AppState& st);
-void timer7Tick(RunHost& host, AppState& st);
 void orderinfoClick(RunHost& host, AppState& st);
 void windowMouseDown(RunHost& host, AppState& st);
 

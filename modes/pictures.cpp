@@ -73,11 +73,14 @@ void printPatternClick(RunHost& host, AppState& st) {
 }
 
 void editColorsClick(RunHost& host, AppState& st) {
-  if (auto edited = host.editColours(st.userColors)) st.userColors = *edited;
+  host.editColours(st.userColors, [&st](const UserPalette& edited) { st.userColors = edited; });
 }
 
 void impcolorClick(RunHost& host, AppState& st) {
-  const std::string file = host.choosePaletteFile();
+  host.choosePaletteFile([&host, &st](const std::string& file) { importPalette(host, st, file); });
+}
+
+void importPalette(RunHost& host, AppState& st, const std::string& file) {
   if (file.empty()) return;
   const auto read = readGimpPalette(file);
   if (const auto* message = std::get_if<std::string>(&read)) {

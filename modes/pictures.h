@@ -20,6 +20,9 @@ void printPatternClick(RunHost& host, AppState& st);
 // "Edit colors" and "Import color scale": the user palette.
 void editColorsClick(RunHost& host, AppState& st);
 void impcolorClick(RunHost& host, AppState& st);
+// The colours of a palette file into the user palette, with a note; a
+// message when it can't be read.
+void importPalette(RunHost& host, AppState& st, const std::string& file);
 
 // Writes `bytes` to `folder`/`stem`.`extension`, or to `stem`-2, -3 ... when
 // that is taken: never over a file. Gives the path written, or nothing.

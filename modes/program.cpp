@@ -11,9 +11,8 @@ namespace tavrel {
 
 namespace {
 
-// Handlers run inside the event pumps of the start-up, whose failures are
-// passed over: a handler that fails is skipped, and the program goes on.
-// The end of the program goes through.
+// A handler that fails is skipped, and the program goes on; the end of the
+// program goes through.
 template <typename Handler>
 void passOverFailure(Handler&& handler) {
   try {
@@ -28,28 +27,84 @@ void Program::loadSettings() {
   const std::filesystem::path path = settingsPath();
   if (path.empty()) return;
   const auto settings = readSettingsFile(path);
-  if (settings) passOverFailure([&] { applySettings(host_, st, *settings); });
+  if (settings) dispatch([&] { applySettings(host_, st, *settings); });
+}
+
+void Program::dispatch(const std::function<void()>& handler) {
+  if (busy_) {
+    deferred_.push_back(handler);
+    return;
+  }
+  busy_ = true;
+  struct Done {
+    bool& busy;
+    std::deque<std::function<void()>>& deferred;
+    ~Done() {
+      busy = false;
+      deferred.clear();  // left behind only when the program ends
+    }
+  } done{busy_, deferred_};
+  passOverFailure(handler);
+  while (!deferred_.empty()) {
+    const std::function<void()> next = std::move(deferred_.front());
+    deferred_.pop_front();
+    passOverFailure(next);
+  }
 }
 
 void Program::startup() {
-  if (started_) return;
-  started_ = true;
-  tavrel::startup(host_, st);
+  if (phase_ != Phase::Before) return;
+  phase_ = Phase::StartScreen;
+  dispatch([&] { startScreen(host_, st); });
+}
+
+std::optional<RunEvents::Clock::time_point> Program::advance(Clock::time_point now) {
+  if (busy_) return now;
+  switch (phase_) {
+    case Phase::Leaving:
+      // The black surface shows before the first picture is made.
+      phase_ = Phase::FirstPicture;
+      dispatch([&] { leaveStartScreen(host_, st); });
+      return now;
+    case Phase::FirstPicture:
+      phase_ = Phase::Running;
+      dispatch([&] { firstPicture(host_, st); });
+      break;
+    default:
+      break;
+  }
+  if (!st.bounce || !host_.isVisible(Control::Picture1)) {
+    steps_.reset();
+    return std::nullopt;
+  }
+  // A change of speed counts from now.
+  const auto period = bounceStepPeriod(st.nwait4 != 1);
+  if (!steps_ || steps_->period() != period) steps_.emplace(now, period);
+  const int steps = steps_->take(now);
+  dispatch([&] { bounceSteps(host_, st, steps); });
+  return steps_->next();
 }
 
 void Program::click(Control c) {
-  passOverFailure([&] {
+  dispatch([&, c] {
     if (c == Control::Command1) command1Click(host_, st);
-    if (c == Control::Command3) command3Click(host_, st);
+    if (c == Control::Command3) {
+      command3Click(host_, st);
+      if (phase_ == Phase::StartScreen) phase_ = Phase::Leaving;
+    }
   });
 }
 
 void Program::optionClick(bool fancy) {
-  tavrel::optionClick(st, fancy);
+  dispatch([&, fancy] { tavrel::optionClick(st, fancy); });
+}
+
+void Program::answer(const std::function<void()>& handler) {
+  dispatch(handler);
 }
 
 void Program::menuClick(Menu m) {
-  passOverFailure([&] {
+  dispatch([&, m] {
     switch (m) {
       case Menu::regmode:
         return regmodeClick(host_, st);
@@ -98,7 +153,7 @@ void Program::menuClick(Menu m) {
 }
 
 void Program::timerTick(TimerId t) {
-  passOverFailure([&] {
+  dispatch([&, t] {
     switch (t) {
       case TimerId::Timer1:
         return timer1Tick(host_, st);
@@ -106,27 +161,25 @@ void Program::timerTick(TimerId t) {
         return timer2Tick(host_, st);
       case TimerId::Timer4:
         return timer4Tick(host_, st);
-      case TimerId::Timer7:
-        return timer7Tick(host_, st);
     }
   });
 }
 
 void Program::mouseDown() {
-  passOverFailure([&] { windowMouseDown(host_, st); });
+  dispatch([&] { windowMouseDown(host_, st); });
 }
 
 void Program::keyUp(Field f) {
   if (f == Field::Text2 || f == Field::Text3 || f == Field::Text5)
-    passOverFailure([&] { clampFieldToLimit(host_, f); });
+    dispatch([&, f] { clampFieldToLimit(host_, f); });
 }
 
 void Program::keyDown(Field f, int keyCode) {
-  if (f == Field::Text4) passOverFailure([&] { text4KeyDown(host_, st, keyCode); });
+  if (f == Field::Text4) dispatch([&, f, keyCode] { text4KeyDown(host_, st, keyCode); });
 }
 
 void Program::textChanged(Field f) {
-  if (f == Field::Text6 || f == Field::Text7) passOverFailure([&] { clampFieldToLimit(host_, f); });
+  if (f == Field::Text6 || f == Field::Text7) dispatch([&, f] { clampFieldToLimit(host_, f); });
 }
 
 }  // namespace tavrel

@@ -1,9 +1,14 @@
-// The run modes behind one window: the state of the program, and the handler
-// of every event the window reports.
+// The run modes behind one window: the state of the program, the handler of
+// every event the window reports, and the steps of what goes by itself.
 #pragma once
+
+#include <deque>
+#include <functional>
+#include <optional>
 
 #include "modes/run_host.h"
 #include "state/app_state.h"
+#include "state/bounce.h"
 
 namespace tavrel {
 
@@ -16,7 +21,7 @@ class Program : public RunEvents {
   // The saved settings take the place of the design values, when there are any.
   void loadSettings();
 
-  // The start-up runs once, whoever asks for it first; it never returns.
+  // The start screen, once, whoever asks for it first.
   void startup() override;
   void click(Control c) override;
   void optionClick(bool fancy) override;
@@ -26,10 +31,23 @@ class Program : public RunEvents {
   void keyUp(Field f) override;
   void keyDown(Field f, int keyCode) override;
   void textChanged(Field f) override;
+  void answer(const std::function<void()>& handler) override;
+  std::optional<Clock::time_point> advance(Clock::time_point now) override;
 
  private:
+  // Where the start-up stands: each step returns, and the next one comes
+  // at the next call of advance().
+  enum class Phase { Before, StartScreen, Leaving, FirstPicture, Running };
+
+  // Runs `handler` at once, or after the handler under way when it comes
+  // during one (a generator's DoEvents, say): handlers never nest.
+  void dispatch(const std::function<void()>& handler);
+
   RunHost& host_;
-  bool started_ = false;
+  Phase phase_ = Phase::Before;
+  bool busy_ = false;
+  std::deque<std::function<void()>> deferred_;
+  std::optional<StepClock> steps_;  // while Picture1 bounces
 };
 
 }  // namespace tavrel

@@ -4,10 +4,11 @@
 // the window hands back: every event of its controls, to the handlers.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
-#include <string>
-
+#include <functional>
 #include <optional>
+#include <string>
 
 #include "stages/host.h"
 #include "state/recipe.h"
@@ -26,7 +27,7 @@ enum class Menu {
   orderinfo
 };
 
-enum class TimerId { Timer1, Timer2, Timer4, Timer7 };
+enum class TimerId { Timer1, Timer2, Timer4 };
 
 // Key codes the side stepper of Text4 reacts to.
 enum KeyCode : int { kKeyLeft = 37, kKeyUp = 38, kKeyRight = 39, kKeyDown = 40 };
@@ -62,21 +63,32 @@ class RunHost : public virtual GeneratorHost {
 
   // Services of the desktop: the folder for saved pictures, a short note on
   // the window that goes by itself, a message the user closes, the print
-  // dialog, the colour editor and a file chooser (empty: nothing chosen).
+  // dialog, the colour editor and a file chooser. The dialogs return at
+  // once and the show goes on behind them; an answer comes later as an
+  // event of its own (none when the user cancels).
   virtual std::string picturesFolder() = 0;
   virtual void showNote(const std::string& text) = 0;
   virtual void showMessage(const std::string& text) = 0;
   virtual void printPicture(const ImageData& picture, bool repeatTile) = 0;
-  virtual std::optional<UserPalette> editColours(const UserPalette& current) = 0;
-  virtual std::string choosePaletteFile() = 0;
+  virtual void editColours(const UserPalette& current,
+                           std::function<void(const UserPalette&)> edited) = 0;
+  virtual void choosePaletteFile(std::function<void(const std::string&)> chosen) = 0;
 };
 
 class RunEvents {
  public:
   virtual ~RunEvents() = default;
 
-  // The window is on the screen for the first time; never returns.
+  using Clock = std::chrono::steady_clock;
+
+  // The window is on the screen for the first time.
   virtual void startup() = 0;
+  // Moves on whatever goes by itself (the start-up's steps, the bounce) up
+  // to `now`: after every event, and when the time it last asked for has
+  // come. The time it wants to be called again; none: nothing moves.
+  virtual std::optional<Clock::time_point> advance(Clock::time_point now) = 0;
+  // A dialog's answer, handled as every event is.
+  virtual void answer(const std::function<void()>& handler) = 0;
   // A click of Command1 or Command3.
   virtual void click(Control c) = 0;
   // A click of Option1 (fancy false) or Option2 (fancy true).

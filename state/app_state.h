@@ -4,11 +4,13 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "canvas/convert.h"
 #include "canvas/random.h"
+#include "state/bounce.h"
 #include "state/recipe.h"
 
 namespace tavrel {
@@ -35,7 +37,7 @@ struct AppState {
   double mpattern = 0;  // generator for the button and the first shape: 0 shape, 1 pattern
   Integer ggmbj = 0;    // generator for the screen-saver tick
   double ssmode = 0;    // 0 regular, 1 screen-saver
-  double nwait4 = 0;    // 1 slow (paced), 0 fast
+  double nwait4 = 0;    // 1 slow, 0 fast
   double complexy = 0;  // 1 regular, 2 fancy
   double detailf = 0;
   double nsides = 0;
@@ -61,10 +63,11 @@ struct AppState {
   Long lastcolor = 0;
   std::array<double, 1001> usedcolors{};
 
-  // Animation and pictures.
+  // Animation and pictures. Picture1's place and ways; in screen-saver mode
+  // the bounce carries it.
   double abb = 0, dbb = 0;
   double awb = 0, bwb = 0;
-  double hhmmf = 0;
+  std::optional<Bounce> bounce;
   std::vector<Long> slideshown = std::vector<Long>(100001, 0);
   double lastpic = 0;
   double lastslide = 0;

@@ -8,6 +8,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <array>
+#include <memory>
 
 namespace tavrel {
 
@@ -28,45 +29,52 @@ void paintSwatch(QPushButton* b, Colour c) {
 
 }  // namespace
 
-std::optional<UserPalette> editPalette(QWidget* parent, const UserPalette& current) {
-  UserPalette palette = current;
-  QDialog dialog(parent);
-  dialog.setWindowTitle("Edit colors");
-  auto* layout = new QVBoxLayout(&dialog);
+void editPalette(QWidget* parent, const UserPalette& current,
+                 std::function<void(const UserPalette&)> accepted) {
+  auto palette = std::make_shared<UserPalette>(current);
+  auto* dialog = new QDialog(parent);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->setWindowTitle("Edit colors");
+  auto* layout = new QVBoxLayout(dialog);
   layout->addWidget(new QLabel(
       "In user colour mode each basic colour of a picture takes the colour of its swatch."));
   auto* grid = new QGridLayout;
-  std::array<QPushButton*, 16> swatches{};
+  auto swatches = std::make_shared<std::array<QPushButton*, 16>>();
   for (int n = 1; n <= 15; ++n) {
     auto* b = new QPushButton(QString::number(n));
-    paintSwatch(b, palette[n]);
+    paintSwatch(b, (*palette)[n]);
     if (n == 7 || n == 15) {
       // Grey and white are never a region's colour.
       b->setEnabled(false);
       b->setToolTip("Grey and white are never given to a region");
     }
-    QObject::connect(b, &QPushButton::clicked, &dialog, [&, n, b] {
-      const QColor c = QColorDialog::getColor(qcolour(palette[n]), &dialog,
-                                              QString("Colour %1").arg(n));
-      if (!c.isValid()) return;
-      palette[n] = colour(c);
-      paintSwatch(b, palette[n]);
+    QObject::connect(b, &QPushButton::clicked, dialog, [dialog, palette, n, b] {
+      auto* picker = new QColorDialog(qcolour((*palette)[n]), dialog);
+      picker->setAttribute(Qt::WA_DeleteOnClose);
+      picker->setWindowTitle(QString("Colour %1").arg(n));
+      QObject::connect(picker, &QColorDialog::colorSelected, b, [palette, n, b](const QColor& c) {
+        (*palette)[n] = colour(c);
+        paintSwatch(b, (*palette)[n]);
+      });
+      picker->open();
     });
     grid->addWidget(b, (n - 1) / 5, (n - 1) % 5);
-    swatches[n] = b;
+    (*swatches)[n] = b;
   }
   layout->addLayout(grid);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel |
                                        QDialogButtonBox::Reset);
-  QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
-  QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
-  QObject::connect(buttons->button(QDialogButtonBox::Reset), &QPushButton::clicked, &dialog, [&] {
-    palette = basicPalette();
-    for (int n = 1; n <= 15; ++n) paintSwatch(swatches[n], palette[n]);
-  });
+  QObject::connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
+  QObject::connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
+  QObject::connect(buttons->button(QDialogButtonBox::Reset), &QPushButton::clicked, dialog,
+                   [palette, swatches] {
+                     *palette = basicPalette();
+                     for (int n = 1; n <= 15; ++n) paintSwatch((*swatches)[n], (*palette)[n]);
+                   });
+  QObject::connect(dialog, &QDialog::accepted, dialog,
+                   [palette, accepted] { accepted(*palette); });
   layout->addWidget(buttons);
-  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
-  return palette;
+  dialog->open();
 }
 
 }  // namespace tavrel

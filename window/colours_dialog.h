@@ -1,7 +1,7 @@
 // The editor of the user palette: one swatch for each basic colour.
 #pragma once
 
-#include <optional>
+#include <functional>
 
 #include "state/recipe.h"
 
@@ -9,7 +9,9 @@ class QWidget;
 
 namespace tavrel {
 
-// The palette as the user left it with OK; nothing when cancelled.
-std::optional<UserPalette> editPalette(QWidget* parent, const UserPalette& current);
+// Opens the editor and returns; `accepted` gets the palette as the user
+// left it with OK, and is not called when the user cancels.
+void editPalette(QWidget* parent, const UserPalette& current,
+                 std::function<void(const UserPalette&)> accepted);
 
 }  // namespace tavrel

@@ -34,9 +34,6 @@ namespace tavrel {
 
 namespace {
 
-// Timers tick on this clock, as desktop timers commonly do.
-constexpr auto kTimerPeriod = std::chrono::microseconds(15625);
-
 void setBackground(QWidget* w, int r, int g, int b) {
   QPalette p = w->palette();
   p.setColor(QPalette::Window, QColor(r, g, b));
@@ -117,7 +114,7 @@ Form::Form(double scale, QWidget* parent)
   view_->setObjectName("SurfaceWindow");
   view_->onPress = [this] { report([](RunEvents& e) { e.mouseDown(); }); };
   view_->onFirstPaint = [this] {
-    // After this paint has finished: the start-up never returns.
+    // After this paint has finished.
     QTimer::singleShot(0, this, [this] { report([](RunEvents& e) { e.startup(); }); });
   };
   setCentralWidget(view_);
@@ -125,13 +122,18 @@ Form::Form(double scale, QWidget* parent)
   buildMenus();
   resize(static_cast<int>(592 * scale_),
          static_cast<int>(552 * scale_) + menuBar()->sizeHint().height());
+  for (int i = 0; i < static_cast<int>(timers_.size()); ++i) {
+    const auto id = static_cast<TimerId>(i);
+    connect(&timers_[i].timer, &QTimer::timeout, this,
+            [this, id] { report([id](RunEvents& e) { e.timerTick(id); }); });
+  }
   timer(TimerId::Timer2).interval = 3000;
   timer(TimerId::Timer4).interval = 5000;
   timer(TimerId::Timer4).enabled = true;
   armTimer(timer(TimerId::Timer4));
-  timer(TimerId::Timer7).enabled = true;  // with interval 0: idle
-  wake_.setSingleShot(true);
-  wake_.setTimerType(Qt::PreciseTimer);
+  frame_.setSingleShot(true);
+  frame_.setTimerType(Qt::PreciseTimer);
+  connect(&frame_, &QTimer::timeout, this, [this] { report([](RunEvents&) {}); });
 }
 
 Form::~Form() = default;
@@ -140,8 +142,34 @@ int Form::px(double twips) const {
   return static_cast<int>(std::lround(twips / 15 * scale_));
 }
 
+// Every event goes to the program the same way: its handler, then whatever
+// goes by itself moved on to now, then the screen brought up to date, and
+// the frame timer set for the next step. The end of the program ends it all.
 void Form::report(const std::function<void(RunEvents&)>& event) {
-  if (events_) event(*events_);
+  if (!events_ || ended_) return;
+  try {
+    event(*events_);
+    const auto now = Clock::now();
+    const auto next = events_->advance(now);
+    present();
+    if (next) {
+      const auto wait = std::chrono::ceil<std::chrono::milliseconds>(*next - now).count();
+      frame_.start(static_cast<int>(std::clamp<long long>(wait, 0, 24 * 3600 * 1000)));
+    } else {
+      frame_.stop();
+    }
+  } catch (const ProgramEnded&) {
+    finish();
+  }
+}
+
+void Form::finish() {
+  ended_ = true;
+  frame_.stop();
+  for (FormTimer& t : timers_) t.timer.stop();
+  // Closing the last window ends the event loop, and with it the program.
+  close();
+  QCoreApplication::exit(0);
 }
 
 void Form::buildControls() {
@@ -379,7 +407,11 @@ void Form::resizeEvent(QResizeEvent* e) {
 
 void Form::closeEvent(QCloseEvent* e) {
   e->accept();
-  End();
+  if (ended_) return;
+  ended_ = true;
+  frame_.stop();
+  for (FormTimer& t : timers_) t.timer.stop();
+  QCoreApplication::exit(0);
 }
 
 // GeneratorHost
@@ -402,54 +434,12 @@ void Form::maximize() {
 }
 
 [[noreturn]] void Form::End() {
-  if (endHook) endHook();
-  std::fflush(nullptr);
-  std::_Exit(0);
+  throw ProgramEnded{};
 }
 
-// The event pump. It waits in one place, inside Qt's event loop, and only
-// when it is the program's own loop that pumps (not a handler's nested
-// pump, which must go on at once): until the next frame when something on
-// the screen changed, until the next timer is due, or until an event comes.
-
-void Form::DoEvents() {
-  ++pumps_;
-  ++depth_;
-  struct Leave {
-    int& depth;
-    ~Leave() { --depth; }
-  } leave{depth_};
-  if (depth_ == 1) waitForWork();
-  if (framePending() && Clock::now() >= lastFrame_ + frameInterval()) presentFrame();
-  QCoreApplication::processEvents(QEventLoop::AllEvents);
-  picture1Moving_ = false;
-  fireDueTimers();
-}
-
-void Form::waitForWork() {
-  const auto now = Clock::now();
-  std::optional<Clock::time_point> deadline = nextTimerDue();
-  if (framePending()) {
-    const auto frame = lastFrame_ + frameInterval();
-    if (!deadline || frame < *deadline) deadline = frame;
-  } else if (picture1Moving_) {
-    return;  // the picture travels on between two whole pixels: no wait
-  }
-  if (deadline && *deadline <= now) return;
-  if (deadline) {
-    const auto ms = std::chrono::ceil<std::chrono::milliseconds>(*deadline - now).count();
-    wake_.start(static_cast<int>(std::min<long long>(ms, 24 * 3600 * 1000)));
-  }
-  ++waits_;
-  QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  wake_.stop();
-}
-
-Form::Clock::duration Form::frameInterval() const {
-  const QScreen* s = screen();
-  const double hz = s && s->refreshRate() > 1 ? s->refreshRate() : 60;
-  return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / hz));
-}
+// Generators run to their end: events that come meanwhile wait in Qt's
+// queue and are handled after them.
+void Form::DoEvents() {}
 
 QRect Form::picture1Target() const {
   return QRect(static_cast<int>(std::lround(std::nearbyint(picture1Left_) * scale_)),
@@ -458,26 +448,15 @@ QRect Form::picture1Target() const {
                static_cast<int>(std::lround(picture1_.height() * scale_)));
 }
 
-// A change of a surface, or the visible Picture1 a whole pixel away from
-// where the screen shows it: the screen has to catch up. Travel, not the
-// rounded place, decides, so that both axes of a diagonal move show in one
-// frame. A move of the hidden Picture1 is no change.
-bool Form::framePending() {
-  if (view_->stale() || picture1View_->stale()) return true;
-  return picture1Visible_ && (std::fabs(picture1Left_ - shownLeft_) >= 1 ||
-                              std::fabs(picture1Top_ - shownTop_) >= 1);
-}
-
-void Form::presentFrame() {
-  lastFrame_ = Clock::now();
-  view_->refresh();
-  picture1View_->refresh();
-  placePicture1();
+// What changed on the surfaces is copied to the views, which Qt paints in
+// its own time; Picture1 goes where it now stands.
+void Form::present() {
+  if (view_->stale()) view_->refresh();
+  if (picture1View_->stale()) picture1View_->refresh();
+  if (picture1Visible_) placePicture1();
 }
 
 void Form::placePicture1() {
-  shownLeft_ = picture1Left_;
-  shownTop_ = picture1Top_;
   if (picture1View_->geometry() != picture1Target()) picture1View_->setGeometry(picture1Target());
 }
 
@@ -552,52 +531,30 @@ void Form::setChecked(Menu m, bool checked) {
 }
 
 void Form::armTimer(FormTimer& t) {
-  // Due at the first tick of the 1/64 s clock once the interval, rounded up
-  // to whole periods, has passed.
-  const auto now = Clock::now();
-  const auto periods =
-      std::max<long>(1, (t.interval * 1000L + kTimerPeriod.count() - 1) / kTimerPeriod.count());
-  const auto earliest = now + periods * kTimerPeriod;
-  const auto sinceEpoch = earliest.time_since_epoch();
-  const auto grid = (sinceEpoch + kTimerPeriod - std::chrono::nanoseconds(1)) / kTimerPeriod;
-  t.due = Clock::time_point(std::chrono::duration_cast<Clock::duration>(grid * kTimerPeriod));
-}
-
-std::optional<Form::Clock::time_point> Form::nextTimerDue() const {
-  std::optional<Clock::time_point> next;
-  for (const FormTimer& t : timers_)
-    if (t.enabled && t.interval > 0 && (!next || t.due < *next)) next = t.due;
-  return next;
-}
-
-void Form::fireDueTimers() {
-  const auto now = Clock::now();
-  for (int i = 0; i < static_cast<int>(timers_.size()); ++i) {
-    FormTimer& t = timers_[i];
-    if (!t.enabled || t.interval <= 0 || now < t.due) continue;
-    armTimer(t);  // overdue several times: one tick
-    const auto id = static_cast<TimerId>(i);
-    report([id](RunEvents& e) { e.timerTick(id); });
+  // An interval of 0 stops the timer, as a disabled one.
+  if (t.enabled && t.interval > 0) {
+    t.timer.start(static_cast<int>(std::min<Long>(t.interval, 24L * 3600 * 1000)));
+  } else {
+    t.timer.stop();
   }
 }
 
 void Form::setTimerEnabled(TimerId id, bool enabled) {
   FormTimer& t = timer(id);
-  if (enabled && !t.enabled) armTimer(t);
+  if (enabled == t.enabled && (t.timer.isActive() || !enabled)) return;
   t.enabled = enabled;
+  armTimer(t);
 }
 
 void Form::setTimerInterval(TimerId id, Long milliseconds) {
   FormTimer& t = timer(id);
   t.interval = milliseconds;
-  if (t.enabled) armTimer(t);
+  armTimer(t);
 }
 
 void Form::movePicture1(float left, float top) {
-  if (left == picture1Left_ && top == picture1Top_) return;
   picture1Left_ = left;
   picture1Top_ = top;
-  if (picture1Visible_) picture1Moving_ = true;
 }
 
 bool Form::LoadPicture(const std::string& fileName, Picture& out) {
@@ -648,22 +605,36 @@ void Form::showNote(const std::string& text) {
   noteTimer_.start(6000);
 }
 
+// The dialogs are window-modal and open without a loop of their own: Qt's
+// one loop goes on, and with it the show behind them.
+
 void Form::showMessage(const std::string& text) {
-  QMessageBox::warning(this, "Tavrel", q(text));
+  auto* box = new QMessageBox(QMessageBox::Warning, "Tavrel", q(text), QMessageBox::Ok, this);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->open();
 }
 
 void Form::printPicture(const ImageData& picture, bool repeatTile) {
   printWithDialog(this, picture, repeatTile);
 }
 
-std::optional<UserPalette> Form::editColours(const UserPalette& current) {
-  return editPalette(this, current);
+void Form::editColours(const UserPalette& current,
+                       std::function<void(const UserPalette&)> edited) {
+  editPalette(this, current, [this, edited](const UserPalette& palette) {
+    report([&](RunEvents& e) { e.answer([edited, palette] { edited(palette); }); });
+  });
 }
 
-std::string Form::choosePaletteFile() {
-  return QFileDialog::getOpenFileName(this, "Import color scale", QDir::homePath(),
-                                      "GIMP palettes (*.gpl);;All files (*)")
-      .toStdString();
+void Form::choosePaletteFile(std::function<void(const std::string&)> chosen) {
+  auto* dialog = new QFileDialog(this, "Import color scale", QDir::homePath(),
+                                 "GIMP palettes (*.gpl);;All files (*)");
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->setFileMode(QFileDialog::ExistingFile);
+  connect(dialog, &QFileDialog::fileSelected, this, [this, chosen](const QString& file) {
+    const std::string path = file.toStdString();
+    report([&](RunEvents& e) { e.answer([chosen, path] { chosen(path); }); });
+  });
+  dialog->open();
 }
 
 std::uint32_t Form::secondsSinceMidnight() {

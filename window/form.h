@@ -32,15 +32,15 @@ class Form : public QMainWindow, public RunHost {
 
   // Where the events of the controls go; none: they go nowhere.
   void setEvents(RunEvents* events) { events_ = events; }
-  // The end of the program: the process ends at once unless a test makes
-  // this throw.
-  std::function<void()> endHook;
+  // Whether the program has ended: the window closed, or Quit. Qt's event
+  // loop then ends; no event reaches the program any more.
+  bool ended() const { return ended_; }
+  // The entry of the menu tree, as the menu bar shows it.
+  QAction* action(Menu m) const { return menus_.at(m); }
+  // Whether the frame timer runs: something moves.
+  bool stepping() const { return frame_.isActive(); }
 
   double scale() const { return scale_; }
-  // How many times DoEvents was called, and how many times it waited for
-  // something to happen: at rest, the program waits instead of turning.
-  long pumps() const { return pumps_; }
-  long waits() const { return waits_; }
 
   // GeneratorHost
   std::string text(Field f) override;
@@ -48,6 +48,7 @@ class Form : public QMainWindow, public RunHost {
   bool option2Value() override;
   void maximize() override;
   void DoEvents() override;
+  // Ends the program: the handler under way ends, and then the event loop.
   [[noreturn]] void End() override;
   Surface& SurfaceWindow() override { return window_; }
   Surface& SurfacePicture1() override { return picture1_; }
@@ -72,8 +73,9 @@ class Form : public QMainWindow, public RunHost {
   void showNote(const std::string& text) override;
   void showMessage(const std::string& text) override;
   void printPicture(const ImageData& picture, bool repeatTile) override;
-  std::optional<UserPalette> editColours(const UserPalette& current) override;
-  std::string choosePaletteFile() override;
+  void editColours(const UserPalette& current,
+                   std::function<void(const UserPalette&)> edited) override;
+  void choosePaletteFile(std::function<void(const std::string&)> chosen) override;
 
   // The pictures of Picture4 .. Picture9, and the window's start picture.
   void setSlidePicture(int box, Picture p);
@@ -86,27 +88,14 @@ class Form : public QMainWindow, public RunHost {
  private:
   using Clock = std::chrono::steady_clock;
 
-  // A timer that ticks only inside DoEvents, on a clock of 1/64 s; one
-  // overdue several times ticks once.
-  struct FormTimer {
-    bool enabled = false;
-    Long interval = 0;
-    Clock::time_point due{};
-  };
-
   void buildControls();
   void buildMenus();
   QLineEdit* field(Field f) const { return fields_[static_cast<int>(f)]; }
   void report(const std::function<void(RunEvents&)>& event);
-  void armTimer(FormTimer& t);
-  void fireDueTimers();
-  std::optional<Clock::time_point> nextTimerDue() const;
-  bool framePending();
-  void waitForWork();
-  void presentFrame();
+  void present();
+  void finish();
   void placePicture1();
   QRect picture1Target() const;
-  Clock::duration frameInterval() const;
   int px(double twips) const;
 
   double scale_;
@@ -127,18 +116,20 @@ class Form : public QMainWindow, public RunHost {
   std::map<Menu, QAction*> menus_;
   std::array<Picture, 10> slides_{};
 
-  std::array<FormTimer, 4> timers_{};
+  // Timer1, Timer2, Timer4: each ticks while enabled with an interval.
+  struct FormTimer {
+    QTimer timer;
+    bool enabled = false;
+    Long interval = 0;
+  };
+  std::array<FormTimer, 3> timers_;
   FormTimer& timer(TimerId t) { return timers_[static_cast<int>(t)]; }
+  void armTimer(FormTimer& t);
+  QTimer frame_;  // the next step of what goes by itself
+  bool ended_ = false;
 
-  // The event pump's view of the screen.
-  int depth_ = 0;              // DoEvents calls on the stack
-  long pumps_ = 0, waits_ = 0;
-  QTimer wake_;                // ends a wait at its deadline
   float picture1Left_ = 0, picture1Top_ = 0;
   bool picture1Visible_ = false;
-  bool picture1Moving_ = false;  // moved while visible since the last DoEvents
-  float shownLeft_ = 0, shownTop_ = 0;  // where the screen shows Picture1
-  Clock::time_point lastFrame_{};
 };
 
 }  // namespace tavrel

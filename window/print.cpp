@@ -4,6 +4,7 @@
 #include <QFormLayout>
 #include <QPainter>
 #include <QPrintDialog>
+#include <memory>
 #include <QPrinter>
 #include <cmath>
 
@@ -53,10 +54,11 @@ void paintPage(QPrinter& printer, const ImageData& picture, bool repeatTile, dou
 }
 
 void printWithDialog(QWidget* parent, const ImageData& picture, bool repeatTile) {
-  QPrinter printer(QPrinter::HighResolution);
-  printer.setResolution(300);  // fine enough for crisp blocks, small enough for a PDF
-  QPrintDialog dialog(&printer, parent);
-  dialog.setWindowTitle(repeatTile ? "Print pattern" : "Print shape");
+  auto printer = std::make_shared<QPrinter>(QPrinter::HighResolution);
+  printer->setResolution(300);  // fine enough for crisp blocks, small enough for a PDF
+  auto* dialog = new QPrintDialog(printer.get(), parent);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->setWindowTitle(repeatTile ? "Print pattern" : "Print shape");
   auto* options = new QWidget;
   options->setWindowTitle("Picture");
   auto* size = new QComboBox(options);
@@ -65,9 +67,11 @@ void printWithDialog(QWidget* parent, const ImageData& picture, bool repeatTile)
   size->setCurrentIndex(1);
   auto* layout = new QFormLayout(options);
   layout->addRow(repeatTile ? "Size of one tile:" : "Size of the shape:", size);
-  dialog.setOptionTabs({options});
-  if (dialog.exec() != QDialog::Accepted) return;
-  paintPage(printer, picture, repeatTile, size->currentData().toDouble());
+  dialog->setOptionTabs({options});
+  QObject::connect(dialog, &QDialog::accepted, dialog, [printer, picture, repeatTile, size] {
+    paintPage(*printer, picture, repeatTile, size->currentData().toDouble());
+  });
+  dialog->open();
 }
 
 }  // namespace tavrel

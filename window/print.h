@@ -17,7 +17,8 @@ inline constexpr double kPrintSizes[] = {2.5, 5, 10, 20};
 // size of 100 picture pixels.
 void paintPage(QPrinter& printer, const ImageData& picture, bool repeatTile, double centimetres);
 
-// The print dialog with a choice of size; prints when the user accepts.
+// Opens the print dialog with a choice of size and returns; prints when the
+// user accepts.
 void printWithDialog(QWidget* parent, const ImageData& picture, bool repeatTile);
 
 }  // namespace tavrel

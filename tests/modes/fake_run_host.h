@@ -1,6 +1,6 @@
 // A window without a toolkit, built on the headless host: controls, menus
-// and timers as plain values, and an event queue that DoEvents drains, so
-// the run modes can be stepped through.
+// and timers as plain values, dialogs that answer at once, and an event
+// queue that a generator's DoEvents drains, as a window that pumped would.
 #pragma once
 
 #include <deque>
@@ -21,7 +21,7 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   std::map<Menu, bool> checked{{Menu::regmode, true}, {Menu::tfast, true},
                                {Menu::tcolorm, true}, {Menu::csingle, true},
                                {Menu::scenter, true}};
-  std::map<TimerId, bool> enabled{{TimerId::Timer4, true}, {TimerId::Timer7, true}};
+  std::map<TimerId, bool> enabled{{TimerId::Timer4, true}};
   std::map<TimerId, Long> interval{{TimerId::Timer2, 3000}, {TimerId::Timer4, 5000}};
   float left = 0, top = 0;
   std::set<std::string> files;     // bitmaps that load
@@ -83,8 +83,12 @@ class FakeRunHost : public HeadlessHost, public RunHost {
     ++prints;
     printedRepeat = repeat;
   }
-  std::optional<UserPalette> editColours(const UserPalette&) override { return editedPalette; }
-  std::string choosePaletteFile() override { return chosenFile; }
+  void editColours(const UserPalette&, std::function<void(const UserPalette&)> edited) override {
+    if (editedPalette) edited(*editedPalette);
+  }
+  void choosePaletteFile(std::function<void(const std::string&)> chosen) override {
+    if (!chosenFile.empty()) chosen(chosenFile);
+  }
 };
 
 }  // namespace tavrel

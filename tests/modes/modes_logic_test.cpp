@@ -68,33 +68,94 @@ TEST_F(Modes, SlidesInCyclesOfSixAcrossClosingAndReopening) {
   cyclesOf(shown, 0, {4, 5, 6, 7, 8, 9});
 }
 
-TEST_F(Modes, MainLoopStepsPacesAndBounces) {
-  st.swidth = 100;
-  st.abb = st.dbb = 100;
-  st.awb = 0.01;
-  st.bwb = -0.01;
-  mainLoopTurn(host, st);  // hidden: two plain steps
-  EXPECT_NEAR(st.abb, 100.02, 1e-9);
-  EXPECT_NEAR(st.dbb, 99.98, 1e-9);
-  EXPECT_EQ(host.left, CSng(st.abb));
+using namespace std::chrono_literals;
 
-  host.visible[Control::Picture1] = true;
-  st.nwait4 = 1;
-  host.events.push_back([&] {
-    EXPECT_EQ(st.awb, 0.01);  // back to the plain step before any handler runs
-    timer7Tick(host, st);
-  });
-  mainLoopTurn(host, st);  // paced: 101 steps, one tick of Timer7
-  EXPECT_NEAR(st.abb, 101.03, 1e-9);
-  EXPECT_FALSE(host.enabled[TimerId::Timer7]);
-  EXPECT_EQ(host.interval[TimerId::Timer7], 1);
+// The start-up in steps that return, and at rest nothing to wake for.
+TEST(Program, StartUpInStepsThatReturnThenNothingMovesAtRest) {
+  FakeRunHost host(640, 480);
+  for (int i = 2; i <= 7; ++i) host.files.insert(backdropFile(i));
+  Program program(host);
+  const RunEvents::Clock::time_point t0{};
+  program.startup();
+  ASSERT_EQ(host.loads.size(), 1u);  // the first backdrop
+  EXPECT_NE(host.loads[0], backdropFile(1));
+  EXPECT_EQ(program.advance(t0), std::nullopt);  // the start screen waits for a click
+  program.timerTick(TimerId::Timer4);
+  EXPECT_EQ(host.loads.size(), 2u);
+  program.startup();  // once only
+  EXPECT_EQ(host.loads.size(), 2u);
 
-  st.nwait4 = 0;
-  st.abb = 640 - 100 - 0.015;  // one look-ahead step from the right edge
-  st.dbb = 0.005;
-  mainLoopTurn(host, st);
-  EXPECT_EQ(st.awb, -0.01);
-  EXPECT_EQ(st.bwb, 0.01);
+  program.click(Control::Command3);
+  EXPECT_FALSE(host.visible[Control::Command3]);
+  EXPECT_TRUE(host.panelShown);
+  // Leaving the start screen: black, and straight on to the first picture.
+  EXPECT_EQ(program.advance(t0), t0);
+  EXPECT_FALSE(host.enabled[TimerId::Timer4]);
+  EXPECT_EQ(host.SurfaceWindow().picture(), nullptr);
+  EXPECT_EQ(host.SurfaceWindow().pixel(320, 240), kBlack);
+  EXPECT_EQ(program.advance(t0 + 1ms), std::nullopt);  // regular mode at rest
+  EXPECT_EQ(program.st.swidth, 100);
+  EXPECT_NE(host.SurfacePicture1().pixel(50, 50), kBlack);  // the first shape
+  for (int i = 1; i <= 7; ++i) EXPECT_EQ(program.st.slideshown[i], 0) << i;
+}
+
+// In screen-saver mode the picture travels by the clock: Fast 60 and Slow
+// 32 pixels a second, however often it is asked; back in regular mode
+// nothing moves.
+TEST(Program, TheBounceGoesByTimeNotByTurns) {
+  FakeRunHost host(1000, 1000);  // room to travel without turning
+  Program program(host);
+  program.st.rnd.Randomize(5);
+  firstValues(program.st, 1000, 1000);
+  program.menuClick(Menu::ssaver);
+  ASSERT_TRUE(host.visible[Control::Picture1]);
+  const auto start = std::pair(host.left, host.top);
+  const RunEvents::Clock::time_point t0{};
+  const auto first = program.advance(t0);
+  ASSERT_TRUE(first);
+  EXPECT_EQ(*first - t0, bounceStepPeriod(true));
+  const auto travel = [&](RunEvents::Clock::time_point from, auto every, int turns) {
+    const auto before = std::pair(host.left, host.top);
+    for (int i = 1; i <= turns; ++i) program.advance(from + every * i);
+    const float x = std::abs(host.left - before.first), y = std::abs(host.top - before.second);
+    EXPECT_EQ(x, y);  // diagonal
+    return x;
+  };
+  // One second asked for at 144, 30 and 60 turns a second: the same 60
+  // pixels, give or take the step on the second's edge.
+  EXPECT_NEAR(travel(t0, 1000000us / 144, 144), 60, 1);
+  EXPECT_NEAR(travel(t0 + 1s, 1000000us / 30, 30), 60, 1);
+  program.menuClick(Menu::tslow);
+  EXPECT_NEAR(travel(t0 + 2s, 1000000us / 60, 60), 32, 1);
+  EXPECT_NE(std::pair(host.left, host.top), start);
+  program.menuClick(Menu::regmode);
+  EXPECT_EQ(program.advance(t0 + 4s), std::nullopt);
+}
+
+// An event that comes while a handler runs (here through the generator's
+// DoEvents) is handled after it, never inside it: the pictures are those of
+// the two events one after the other.
+TEST(Program, ATickDuringAGenerationIsHandledAfterIt) {
+  const auto run = [](bool duringGeneration) {
+    FakeRunHost host(640, 480);
+    Program program(host);
+    program.st.rnd.Randomize(11);
+    program.st.tcolor = kTrueColours;
+    firstValues(program.st, 640, 480);
+    program.menuClick(Menu::ssaver);
+    if (duringGeneration) {
+      host.events.push_back([&] { program.timerTick(TimerId::Timer1); });
+      program.click(Control::Command1);
+      EXPECT_TRUE(host.events.empty());
+    } else {
+      program.click(Control::Command1);
+      program.timerTick(TimerId::Timer1);
+    }
+    return *host.SurfacePicture1().Image();
+  };
+  const ImageData after = run(false);
+  const ImageData during = run(true);
+  EXPECT_EQ(during.pixels, after.pixels);
 }
 
 TEST(CreatePattern, ATileFillsTheWindowInRegularModeOnly) {

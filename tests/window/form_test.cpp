@@ -1,6 +1,6 @@
 // The window's own duties, with real key and mouse events on Qt's off-screen
-// platform: the event pump and its timers, what reaches the handlers, and
-// how captions and ticks are shown.
+// platform: its timers in Qt's loop, what reaches the handlers, and how
+// captions and ticks are shown.
 #include <gtest/gtest.h>
 
 #include <QAction>
@@ -8,6 +8,7 @@
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
+#include <algorithm>
 #include <vector>
 
 #include "window/print.h"
@@ -21,8 +22,16 @@ struct Recorder : RunEvents {
   std::vector<TimerId> ticks;
   std::vector<Menu> menus;
   int presses = 0;
+  int advances = 0;
+  bool moving = false;  // asks for the next step 10 ms on
   std::function<void()> onClick;
   void startup() override {}
+  std::optional<Clock::time_point> advance(Clock::time_point now) override {
+    ++advances;
+    if (!moving) return std::nullopt;
+    return now + std::chrono::milliseconds(10);
+  }
+  void answer(const std::function<void()>& handler) override { handler(); }
   void click(Control) override {
     if (onClick) onClick();
   }
@@ -41,7 +50,6 @@ struct FormTest : testing::Test {
   Recorder events;
   void SetUp() override {
     form.setEvents(&events);
-    form.endHook = [] { throw ProgramEnded{}; };
     form.show();
   }
   template <typename T>
@@ -55,37 +63,35 @@ struct FormTest : testing::Test {
   }
 };
 
-TEST_F(FormTest, TimersTickOnTheirClockAndOnceWhenOverdue) {
-  form.setTimerInterval(TimerId::Timer2, 1);
-  form.setTimerEnabled(TimerId::Timer2, true);
+TEST_F(FormTest, TimersTickInQtsLoopAndAnIntervalOfZeroStopsThem) {
   form.setTimerEnabled(TimerId::Timer4, false);
-  // The pump waits for the tick (or for the window's own events) at rest.
-  for (int i = 0; i < 50 && events.ticks.empty(); ++i) form.DoEvents();
-  EXPECT_EQ(events.ticks, std::vector<TimerId>{TimerId::Timer2});
-  QTest::qWait(80);  // overdue several times
-  form.DoEvents();
-  EXPECT_EQ(events.ticks.size(), 2u);
+  form.setTimerInterval(TimerId::Timer2, 20);
+  form.setTimerEnabled(TimerId::Timer2, true);
+  QTest::qWait(110);
+  EXPECT_GE(events.ticks.size(), 2u);
+  EXPECT_EQ(std::count(events.ticks.begin(), events.ticks.end(), TimerId::Timer2),
+            static_cast<long>(events.ticks.size()));
   form.setTimerEnabled(TimerId::Timer2, false);
   form.setTimerInterval(TimerId::Timer1, 0);  // interval 0: never
   form.setTimerEnabled(TimerId::Timer1, true);
-  QTest::qWait(40);
-  QTimer::singleShot(30, [] {});  // something to end the wait
-  form.DoEvents();
-  EXPECT_EQ(events.ticks.size(), 2u);
+  const std::size_t before = events.ticks.size();
+  QTest::qWait(60);
+  EXPECT_EQ(events.ticks.size(), before);
 }
 
-TEST_F(FormTest, APumpNestedInAHandlerNeverWaits) {
-  form.setTimerEnabled(TimerId::Timer4, false);  // nothing due: an outer pump would wait
-  long waitsInside = -1;
-  events.onClick = [&] {
-    const long before = form.waits();
-    form.DoEvents();
-    waitsInside = form.waits() - before;
-  };
-  QMetaObject::invokeMethod(child<QPushButton>("Command3"), &QPushButton::click,
-                            Qt::QueuedConnection);
-  form.DoEvents();
-  EXPECT_EQ(waitsInside, 0);
+// The frame timer runs while the program says something moves, and not at
+// all once nothing does.
+TEST_F(FormTest, TheFrameTimerRunsOnlyWhileSomethingMoves) {
+  form.setTimerEnabled(TimerId::Timer4, false);
+  events.moving = true;
+  entry("Slow")->trigger();
+  QTest::qWait(100);
+  EXPECT_GE(events.advances, 4);
+  events.moving = false;
+  entry("Fast")->trigger();
+  const int atRest = events.advances;
+  QTest::qWait(100);
+  EXPECT_LE(events.advances, atRest + 1);  // the step already asked for, then nothing
 }
 
 TEST_F(FormTest, MenuClicksReachTheHandlersButMoveNoTick) {
@@ -105,7 +111,10 @@ TEST_F(FormTest, PressesReachOnlyTheBareWindowAndClosingEnds) {
   EXPECT_EQ(events.presses, 0);
   QTest::mouseClick(form.centralWidget(), Qt::RightButton, {}, QPoint(400, 400));
   EXPECT_EQ(events.presses, 1);
-  EXPECT_THROW(form.close(), ProgramEnded);
+  form.close();
+  EXPECT_TRUE(form.ended());
+  QTest::mouseClick(form.centralWidget(), Qt::RightButton, {}, QPoint(400, 400));
+  EXPECT_EQ(events.presses, 1);  // nothing reaches the program once it ended
 }
 
 TEST_F(FormTest, CaptionsWrapInTheWindowsOneFont) {
