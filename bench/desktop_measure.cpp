@@ -124,6 +124,7 @@ int main(int argc, char** argv) {
   Form& form = session.form();
   Program& program = session.program();
   session.show();
+  const double hz = form.screen()->refreshRate();
 
   QMenu* options = form.menuBar()->actions().at(0)->menu();
   MenuWatch watch(options);
@@ -132,8 +133,11 @@ int main(int argc, char** argv) {
     return form.menuBar()->mapToGlobal(r.center());
   };
   QWidget* picture1 = form.findChild<QWidget*>("Picture1");
+  // A menu entry clicked, as the menu bar reports it.
+  auto menu = [&](Menu m) { form.action(m)->trigger(); };
   const QSize screen = form.screen()->size();
-  std::printf("screen %dx%d, display scale %.2f\n", screen.width(), screen.height(), form.scale());
+  std::printf("screen %dx%d at %.0f Hz, display scale %.2f\n", screen.width(), screen.height(), hz,
+              form.scale());
 
   Script script;
   // One measured phase: CPU and, when the picture moves, its speed in
@@ -204,24 +208,30 @@ int main(int argc, char** argv) {
   script.then(1500, [&] { form.setText(Field::Text5, "1"); });
   phase("regular mode, at rest");
   menuLatency("regular mode", 5);
-  script.then(200, [&] { program.menuClick(Menu::orderinfo); });
+  script.then(200, [&] { menu(Menu::orderinfo); });
   menuLatency("information page, regular", 3);
   script.then(200, [&] { program.mouseDown(); });
-  script.then(200, [&] { program.menuClick(Menu::ssaver); });
+  script.then(200, [&] { menu(Menu::ssaver); });
   phase("screen-saver, Fast");
   menuLatency("screen-saver, Fast (Timer1 1 s)", 8);
-  script.then(200, [&] { program.menuClick(Menu::tslow); });
+  // A dialog open over the screen-saver: the picture goes on travelling.
+  script.then(200, [&] { menu(Menu::fgdfgfg); });
+  phase("screen-saver, Fast, a dialog open");
+  script.then(200, [&] {
+    if (QWidget* dialog = QApplication::activeModalWidget()) dialog->close();
+  });
+  script.then(200, [&] { menu(Menu::tslow); });
   phase("screen-saver, Slow");
   menuLatency("screen-saver, Slow (Timer1 1 s)", 8);
-  script.then(200, [&] { program.menuClick(Menu::orderinfo); });
+  script.then(200, [&] { menu(Menu::orderinfo); });
   menuLatency("information page, screen-saver", 3);
   script.then(200, [&] {
     program.mouseDown();
-    program.menuClick(Menu::tfast);
-    program.menuClick(Menu::regmode);
+    menu(Menu::tfast);
+    menu(Menu::regmode);
   });
   phase("regular mode, at rest again");
-  script.then(100, [&] { program.menuClick(Menu::quit); });
+  script.then(100, [&] { menu(Menu::quit); });
   script.next();
   return app.exec();
 }

@@ -86,4 +86,7 @@ click "${options[@]}"; click $(entry 1) 0.8  # Screen-Saver mode, then Quit
 click "${options[@]}"; click $(entry 10) 0
 for _ in $(seq 30); do kill -0 "$app" 2>/dev/null || break; sleep 0.1; done
 kill -0 "$app" 2>/dev/null && fail "Quit did not end the program"
+status=0
+wait "$app" || status=$?
+[ "$status" -eq 0 ] || fail "Quit ended the program with status $status"
 echo "passed"
