@@ -17,14 +17,37 @@ namespace tavrel {
 
 enum class Control { Command1, Command3, Label6, Picture1, Picture2 };
 
-// Every entry of the menu tree, by its name; a name in brackets in the tree
-// heads a submenu.
+// Every entry of the menu tree, by its name, with its caption; a name that
+// heads a submenu is marked so.
 enum class Menu {
-  options, regmode, ssaver, hfggf, tslow, tfast, impcolor, colormode, uedit, tcolorm, bcolorm,
-  fgdfgfg, hgfhg, sdfdssdf, fgdgf, dfsdffd, fghfghg, restored, sfancy, quit,
-  patmode5, csingle, cpp9, cpattern,
-  tyhfghgfh, snormal, scenter,
-  orderinfo
+  options,    // "Options" (submenu)
+  regmode,    // "Regular mode"
+  ssaver,     // "Screen-Saver mode"
+  hfggf,      // "Animation speed" (submenu)
+  tslow,      // "Slow"
+  tfast,      // "Fast"
+  impcolor,   // "Import color scale"
+  colormode,  // "Color mode" (submenu)
+  uedit,      // "User defined colors"
+  tcolorm,    // "True color (16000000 colors)"
+  bcolorm,    // "Basic color (15 colors)"
+  fgdfgfg,    // "Edit colors"
+  hgfhg,      // "Print pattern (press "P")"
+  sdfdssdf,   // "Save shape (press "S")"
+  fgdgf,      // "Auto-print" (hidden)
+  dfsdffd,    // "Auto-save" (hidden)
+  fghfghg,    // "Save settings"
+  restored,   // "Restore default settings"
+  sfancy,     // "sfancy" (hidden)
+  quit,       // "Quit"
+  patmode5,   // "Pattern mode" (submenu)
+  csingle,    // "Create single shape"
+  cpp9,       // "Create part of pattern"
+  cpattern,   // "Create pattern"
+  tyhfghgfh,  // "Complexity of shape" (submenu, hidden)
+  snormal,    // "Shapes simple"
+  scenter,    // "Shapes complex"
+  orderinfo   // "Ordering information"
 };
 
 enum class TimerId { Timer1, Timer2, Timer4 };

@@ -11,6 +11,7 @@
 #include <span>
 
 #include "canvas/display_scale.h"
+#include "cli/program.h"
 #include "saver/settings.h"
 #include "saver/show.h"
 #include "saver/signals.h"
@@ -23,12 +24,6 @@ namespace tavrel::saver {
 namespace {
 
 using Clock = Timeline::Clock;
-
-std::uint32_t seedFromClock() {
-  const auto ticks = static_cast<std::uint64_t>(
-      std::chrono::system_clock::now().time_since_epoch() / std::chrono::nanoseconds(1));
-  return static_cast<std::uint32_t>(ticks ^ (ticks >> 32));
-}
 
 Layout layoutOf(const XScreen& screen) {
   const char* scale = std::getenv(kScaleVariable);
@@ -90,8 +85,10 @@ int fail(const std::string& message, int status) {
 }  // namespace
 }  // namespace tavrel::saver
 
-int main(int argc, char** argv) {
-  using namespace tavrel::saver;
+namespace tavrel::saver {
+namespace {
+
+int runModule(int argc, char** argv) {
   const auto parsed =
       parseSettings(std::span<char* const>(argv + 1, static_cast<std::size_t>(argc - 1)));
   if (const auto* message = std::get_if<std::string>(&parsed))
@@ -106,7 +103,7 @@ int main(int argc, char** argv) {
   if (const auto* message = std::get_if<std::string>(&target)) return fail(*message, 2);
 
   if (!catchSignals()) return fail("cannot wait for signals", 1);
-  const std::uint32_t seed = settings.seed.value_or(seedFromClock());
+  const std::uint32_t seed = settings.seed.value_or(tavrel::cli::seedFromClock());
   const Resolved& where = std::get<Resolved>(target);
 #ifdef TAVREL_SAVER_WAYLAND
   if (where.target == Target::wayland) {
@@ -125,4 +122,12 @@ int main(int argc, char** argv) {
     ending = run(*std::get<std::unique_ptr<XScreen>>(opened), settings, seed);
   }
   return finish(ending);
+}
+
+}  // namespace
+}  // namespace tavrel::saver
+
+int main(int argc, char** argv) {
+  return tavrel::cli::guardedMain("tavrel-saver",
+                                  [&] { return tavrel::saver::runModule(argc, argv); });
 }

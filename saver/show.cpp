@@ -9,6 +9,7 @@
 #include "canvas/display_scale.h"
 #include "pattern/makeshape2.h"
 #include "shape/makeshape.h"
+#include "stages/stages.h"
 
 namespace tavrel::saver {
 
@@ -36,13 +37,17 @@ Layout layoutFor(int deviceWidth, int deviceHeight, std::optional<std::string_vi
 
 Pictures::Pictures(const Settings& s, std::uint32_t seed, int width, int height)
     : host_(surfaceSide(width), surfaceSide(height)), generator_(s.generator) {
-  // The start of tavrel-render --screensaver, value for value.
-  host_.fields[static_cast<int>(Field::Text3)] = std::to_string(s.detail);
-  host_.option2 = s.fancy;
-  st_.tcolor = s.trueColours ? kTrueColours : kBasicColours;
-  st_.ssmode = 1;
-  firstValues(st_, host_.ScaleWidth(), host_.ScaleHeight());
-  st_.rnd.Randomize(seed);
+  // The recipe tavrel-render --screensaver starts from with these options.
+  Recipe r;
+  r.generator = s.generator;
+  r.width = host_.ScaleWidth();
+  r.height = host_.ScaleHeight();
+  r.text3 = std::to_string(s.detail);
+  r.fancy = s.fancy;
+  r.tcolor = s.trueColours ? kTrueColours : kBasicColours;
+  r.ssmode = 1;
+  r.random = Random(seed).state();
+  stages::startFrom(r, host_, st_);
 }
 
 Picture Pictures::next() {

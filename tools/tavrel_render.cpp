@@ -28,6 +28,7 @@
 #include "stages/stages.h"
 #include "state/app_state.h"
 #include "state/recipe.h"
+#include "cli/program.h"
 
 namespace tavrel {
 namespace {
@@ -269,12 +270,6 @@ std::optional<std::string> validate(const Settings& s, const std::vector<std::st
   return std::nullopt;
 }
 
-std::uint32_t seedFromClock() {
-  const auto ticks = static_cast<std::uint64_t>(
-      std::chrono::system_clock::now().time_since_epoch() / std::chrono::nanoseconds(1));
-  return static_cast<std::uint32_t>(ticks ^ (ticks >> 32));
-}
-
 // The recipe of the first generation: the options, the seed and what
 // start-up leaves in the state.
 Recipe firstRecipe(const Settings& s, std::uint32_t seed) {
@@ -312,7 +307,7 @@ std::optional<fs::path> writePicture(const fs::path& png, const ImageData& img, 
 int render(const Settings& s) {
   std::uint32_t seed = 0;
   if (!s.from) {
-    seed = s.seed.value_or(seedFromClock());
+    seed = s.seed.value_or(cli::seedFromClock());
     if (!s.seed) std::cout << "seed=" << seed << std::endl;
   }
   const Recipe start = s.from ? s.recipe : firstRecipe(s, seed);
@@ -362,11 +357,7 @@ int fail(const std::string& message) {
   return 2;
 }
 
-}  // namespace
-}  // namespace tavrel
-
-int main(int argc, char** argv) {
-  using namespace tavrel;
+int run(int argc, char** argv) {
   std::vector<std::string_view> given;
   const auto parsed = cli::parse<Settings>(
       kOptions, std::span<char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), false,
@@ -385,3 +376,12 @@ int main(int argc, char** argv) {
   }
   return render(settings);
 }
+
+}  // namespace
+}  // namespace tavrel
+
+int main(int argc, char** argv) {
+  using namespace tavrel;
+  return cli::guardedMain("tavrel-render", [&] { return run(argc, argv); });
+}
+

@@ -151,6 +151,31 @@ TEST_P(Generators, PicturesOfKnownSeedsStayTheSame) {
                                               0xc26972f0e79eb743ull, 0x03b58fc70b0e387bull}));
 }
 
+// Eighteen pictures in a row on a wide and on a tall surface, pinned as
+// above: there the surface's bookkeeping of what a generation leaves to
+// erase spans far more than the box the pictures are made in.
+TEST_P(Generators, PicturesOfWideAndTallSurfacesStayTheSame) {
+  std::vector<std::uint64_t> hashes;
+  for (auto [width, height] : {std::pair{4000, 600}, std::pair{600, 4000}}) {
+    HeadlessHost host(width, height);
+    AppState st;
+    st.rnd.Randomize(11);
+    st.tcolor = kTrueColours;
+    std::uint64_t h = 1469598103934665603ull;
+    for (int i = 0; i < 18; ++i) {
+      GetParam()(host, st);
+      const Picture p = host.SurfacePicture1().Image();
+      for (Colour c : p->pixels) h = (h ^ static_cast<std::uint32_t>(c)) * 1099511628211ull;
+    }
+    hashes.push_back(h);
+  }
+  using Hashes = std::vector<std::uint64_t>;
+  // The same on both: what a generation makes does not depend on the shape
+  // of the surface around its box.
+  EXPECT_EQ(hashes, (GetParam() == makeshape ? Hashes{0x4593b71aee1bbeb7ull, 0x4593b71aee1bbeb7ull}
+                                             : Hashes{0x04eec58dd5593d8full, 0x04eec58dd5593d8full}));
+}
+
 TEST_P(Generators, TheScreenSaversPictureIsTheSameUnderTheCover) {
   Generation a(GetParam(), 640, 480, 77), cover(GetParam(), 640, 480, 77, kTrueColours, "4", 1);
   EXPECT_EQ(*cover.picture(), *a.picture());

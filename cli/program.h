@@ -1,0 +1,39 @@
+// What the three programs share around their work: where a seed comes from
+// when none is given, and one way to end on a failure nobody handled.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "canvas/text.h"
+
+namespace tavrel::cli {
+
+// A seed from the clock, different for runs a nanosecond apart.
+inline std::uint32_t seedFromClock() {
+  const auto ticks = static_cast<std::uint64_t>(
+      std::chrono::system_clock::now().time_since_epoch() / std::chrono::nanoseconds(1));
+  return static_cast<std::uint32_t>(ticks ^ (ticks >> 32));
+}
+
+// Runs a program's main body. A failure that escapes it is one line on
+// stderr, "program: what happened", and status 1; never a crash.
+template <typename Body>
+int guardedMain(const char* program, Body&& body) {
+  try {
+    return body();
+  } catch (const std::exception& e) {
+    const std::string what = e.what();
+    std::fprintf(stderr, "%s: %s\n", program,
+                 (isPrintableText(what) && what.size() <= kQuoteLimit ? what : quotedText(what))
+                     .c_str());
+  } catch (...) {
+    std::fprintf(stderr, "%s: stopped by an unexpected failure\n", program);
+  }
+  return 1;
+}
+
+}  // namespace tavrel::cli
