@@ -26,6 +26,8 @@ DISPLAY=":$(head -1 "$tmp/display")"
 export DISPLAY
 for _ in $(seq 100); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
 export XDG_CONFIG_HOME=$tmp  # no saved settings of the user
+# No session bus: libdbus would start one through the X server for each run.
+export DBUS_SESSION_BUS_ADDRESS=disabled:
 export QT_QPA_PLATFORM=xcb  # a real window on the X server, whatever the suite's default
 
 # 4096 x 4096, the most pixels a backdrop may have.

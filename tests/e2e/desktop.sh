@@ -20,6 +20,8 @@ export DISPLAY=":$number" QT_QPA_PLATFORM=xcb
 # On a busy machine the server may take a moment to answer after naming its display.
 for _ in $(seq 100); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
 export XDG_CONFIG_HOME=$tmp  # no saved settings of the user
+# No session bus: libdbus would start one through the X server for each run.
+export DBUS_SESSION_BUS_ADDRESS=disabled:
 
 (cd "$samples" && TAVREL_SCALE=1 orphan_proof "$tavrel") >"$tmp/log" 2>&1 &
 app=$!

@@ -14,6 +14,8 @@ exec {fd}<> <(:)
 orphan_proof Xvfb -displayfd "$fd" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
 read -r -t 10 number <&"$fd" || { echo "Xvfb did not start"; exit 1; }
 export DISPLAY=":$number" QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$tmp
+# No session bus: libdbus would start one through the X server for each run.
+export DBUS_SESSION_BUS_ADDRESS=disabled:
 for _ in $(seq 100); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
 
 app= win=
