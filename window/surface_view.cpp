@@ -2,6 +2,7 @@
 
 #include <QMouseEvent>
 #include <QPainter>
+#include <algorithm>
 #include <cmath>
 
 namespace tavrel {
@@ -43,11 +44,26 @@ void SurfaceView::paintEvent(QPaintEvent* e) {
     first();
   }
   QPainter p(this);
-  p.fillRect(e->rect(), Qt::black);
   // Nearest neighbour: a program pixel never blurs into its neighbours.
   p.setRenderHint(QPainter::SmoothPixmapTransform, false);
-  p.scale(scale_, scale_);
-  p.drawImage(QPointF(0, 0), image_);
+  const QRect image(0, 0, static_cast<int>(std::ceil(image_.width() * scale_)),
+                    static_cast<int>(std::ceil(image_.height() * scale_)));
+  // Only what is exposed, from just the program pixels under it: a moving
+  // picture repaints a small strip, not the whole window's image.
+  for (const QRect& r : e->region()) {
+    const int x0 = static_cast<int>(std::floor(r.left() / scale_));
+    const int y0 = static_cast<int>(std::floor(r.top() / scale_));
+    const int x1 = std::min(image_.width(), static_cast<int>(std::ceil((r.right() + 1) / scale_)));
+    const int y1 =
+        std::min(image_.height(), static_cast<int>(std::ceil((r.bottom() + 1) / scale_)));
+    if (x1 > x0 && y1 > y0) {
+      p.setClipRect(r);
+      p.drawImage(QRectF(x0 * scale_, y0 * scale_, (x1 - x0) * scale_, (y1 - y0) * scale_), image_,
+                  QRectF(x0, y0, x1 - x0, y1 - y0));
+      p.setClipping(false);
+    }
+    for (const QRect& beyond : QRegion(r).subtracted(image)) p.fillRect(beyond, Qt::black);
+  }
 }
 
 void SurfaceView::mousePressEvent(QMouseEvent* e) {
