@@ -10,21 +10,15 @@
 #include <array>
 #include <memory>
 
+#include "window/image_convert.h"
+
 namespace tavrel {
 
 namespace {
 
-QColor qcolour(Colour c) {
-  return QColor(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF);
-}
-
-Colour colour(const QColor& c) {
-  return static_cast<Colour>(c.red() | (c.green() << 8) | (c.blue() << 16));
-}
-
 void paintSwatch(QPushButton* b, Colour c) {
-  b->setStyleSheet(QString("background-color: %1; min-width: 3em; min-height: 2em;")
-                       .arg(qcolour(c).name()));
+  b->setStyleSheet(
+      QString("background-color: %1; min-width: 3em; min-height: 2em;").arg(toQColor(c).name()));
 }
 
 }  // namespace
@@ -49,11 +43,11 @@ void editPalette(QWidget* parent, const UserPalette& current,
       b->setToolTip("Grey and white are never given to a region");
     }
     QObject::connect(b, &QPushButton::clicked, dialog, [dialog, palette, n, b] {
-      auto* picker = new QColorDialog(qcolour((*palette)[n]), dialog);
+      auto* picker = new QColorDialog(toQColor((*palette)[n]), dialog);
       picker->setAttribute(Qt::WA_DeleteOnClose);
       picker->setWindowTitle(QString("Colour %1").arg(n));
       QObject::connect(picker, &QColorDialog::colorSelected, b, [palette, n, b](const QColor& c) {
-        (*palette)[n] = colour(c);
+        (*palette)[n] = fromQRgb(c.rgb());
         paintSwatch(b, (*palette)[n]);
       });
       picker->open();
@@ -71,8 +65,7 @@ void editPalette(QWidget* parent, const UserPalette& current,
                      *palette = basicPalette();
                      for (int n = 1; n <= 15; ++n) paintSwatch((*swatches)[n], (*palette)[n]);
                    });
-  QObject::connect(dialog, &QDialog::accepted, dialog,
-                   [palette, accepted] { accepted(*palette); });
+  QObject::connect(dialog, &QDialog::accepted, dialog, [palette, accepted] { accepted(*palette); });
   layout->addWidget(buttons);
   dialog->open();
 }

@@ -1,7 +1,8 @@
-// The main window "Tavrel": its controls with their design values, the menu
-// tree, the four timers and the event pump. It provides the services the
-// generators and the run modes draw and steer through, shows their state,
-// and reports every event of its controls to the run modes.
+// The main window "Tavrel": it composes the controls (window/controls.h), the
+// menu bar (window/menu_bar.h) and the views of the surfaces, keeps the
+// program's timers in Qt's loop, provides the services the generators and
+// the run modes draw and steer through, and hands every event to the run
+// modes, one at a time.
 #pragma once
 
 #include <QMainWindow>
@@ -88,8 +89,7 @@ class Form : public QMainWindow, public RunHost {
  private:
   using Clock = std::chrono::steady_clock;
 
-  void buildControls();
-  void buildMenus();
+  void connectControls();
   QLineEdit* field(Field f) const { return fields_[static_cast<int>(f)]; }
   void report(const std::function<void(RunEvents&)>& event);
   void present();

@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "canvas/files.h"
+#include "window/image_convert.h"
 
 namespace tavrel {
 
@@ -114,17 +115,7 @@ std::optional<ImageData> readBitmap(QIODevice& file) {
   if (image.format() != QImage::Format_RGB32 && image.format() != QImage::Format_ARGB32)
     image.convertTo(QImage::Format_RGB32);
 
-  ImageData out;
-  out.width = image.width();
-  out.height = image.height();
-  out.pixels.resize(static_cast<std::size_t>(out.width) * out.height);
-  for (int y = 0; y < out.height; ++y) {
-    const auto* from = reinterpret_cast<const QRgb*>(image.constScanLine(y));
-    Colour* to = out.pixels.data() + static_cast<std::size_t>(y) * out.width;
-    for (int x = 0; x < out.width; ++x)
-      to[x] = static_cast<Colour>(qRed(from[x]) | qGreen(from[x]) << 8 | qBlue(from[x]) << 16);
-  }
-  return out;
+  return fromQImage(image);
 }
 
 }  // namespace tavrel

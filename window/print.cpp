@@ -4,27 +4,13 @@
 #include <QFormLayout>
 #include <QPainter>
 #include <QPrintDialog>
-#include <memory>
 #include <QPrinter>
 #include <cmath>
+#include <memory>
+
+#include "window/image_convert.h"
 
 namespace tavrel {
-
-namespace {
-
-QImage toQImage(const ImageData& p, int left, int top, int width, int height) {
-  QImage img(width, height, QImage::Format_RGB32);
-  for (int y = 0; y < height; ++y) {
-    auto* row = reinterpret_cast<QRgb*>(img.scanLine(y));
-    for (int x = 0; x < width; ++x) {
-      const Colour c = p.at(left + x, top + y);
-      row[x] = qRgb(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF);
-    }
-  }
-  return img;
-}
-
-}  // namespace
 
 void paintPage(QPrinter& printer, const ImageData& picture, bool repeatTile, double centimetres) {
   if (picture.width < 5 || picture.height < 5) return;
@@ -38,18 +24,16 @@ void paintPage(QPrinter& printer, const ImageData& picture, bool repeatTile, dou
   if (repeatTile) {
     // Inside the black box frame: the tile from one frame line to the next.
     const int period = picture.width - 4;
-    const QImage tile = toQImage(picture, 1, 1, period, period)
-                            .scaled(period * dots, period * dots, Qt::IgnoreAspectRatio,
-                                    Qt::FastTransformation);
+    const QImage tile =
+        toQImage(picture, QRect(1, 1, period, period))
+            .scaled(period * dots, period * dots, Qt::IgnoreAspectRatio, Qt::FastTransformation);
     for (int y = 0; y < area.height(); y += tile.height())
       for (int x = 0; x < area.width(); x += tile.width()) painter.drawImage(QPoint(x, y), tile);
   } else {
-    const QImage shape = toQImage(picture, 0, 0, picture.width, picture.height)
-                             .scaled(picture.width * dots, picture.height * dots,
-                                     Qt::IgnoreAspectRatio, Qt::FastTransformation);
-    painter.drawImage(QPoint((area.width() - shape.width()) / 2,
-                             (area.height() - shape.height()) / 2),
-                      shape);
+    const QImage shape = toQImage(picture).scaled(picture.width * dots, picture.height * dots,
+                                                  Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    painter.drawImage(
+        QPoint((area.width() - shape.width()) / 2, (area.height() - shape.height()) / 2), shape);
   }
 }
 
@@ -62,8 +46,7 @@ void printWithDialog(QWidget* parent, const ImageData& picture, bool repeatTile)
   auto* options = new QWidget;
   options->setWindowTitle("Picture");
   auto* size = new QComboBox(options);
-  for (double cm : kPrintSizes)
-    size->addItem(QString("%1 cm").arg(cm, 0, 'g', 3), cm);
+  for (double cm : kPrintSizes) size->addItem(QString("%1 cm").arg(cm, 0, 'g', 3), cm);
   size->setCurrentIndex(1);
   auto* layout = new QFormLayout(options);
   layout->addRow(repeatTile ? "Size of one tile:" : "Size of the shape:", size);

@@ -42,8 +42,7 @@ Session::Session(QScreen* screen) : Session(scaleFor(screenOrPrimary(screen))) {
   screen_ = screenOrPrimary(screen);
 }
 
-Session::Session(double scale)
-    : form_(formWithFont(scale)), program_(*form_), screen_(nullptr) {
+Session::Session(double scale) : form_(formWithFont(scale)), program_(*form_), screen_(nullptr) {
   loadEmbeddedPictures(*form_);
   form_->setEvents(&program_);
   program_.loadSettings();

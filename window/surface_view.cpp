@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "window/image_convert.h"
+
 namespace tavrel {
 
 SurfaceView::SurfaceView(Surface& surface, double scale, QWidget* parent)
@@ -22,14 +24,8 @@ bool SurfaceView::refresh() {
   }
   version_ = surface_.version();
   if (damage.empty()) return false;
-  for (int y = damage.top; y <= damage.bottom; ++y) {
-    const Colour* from = surface_.scanline(y);
-    auto* to = reinterpret_cast<QRgb*>(image_.scanLine(y));
-    for (int x = damage.left; x <= damage.right; ++x) {
-      const Colour c = from[x];  // 0x00BBGGRR
-      to[x] = qRgb(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF);
-    }
-  }
+  copyPixels(surface_.scanline(0), surface_.width(), damage.left, damage.top, damage.right,
+             damage.bottom, image_);
   update(QRect(static_cast<int>(std::floor(damage.left * scale_)),
                static_cast<int>(std::floor(damage.top * scale_)),
                static_cast<int>(std::ceil((damage.right - damage.left + 1) * scale_)) + 2,
