@@ -2,13 +2,43 @@
 #include <QApplication>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 #include "cli/program.h"
 #include "window/session.h"
 
 namespace {
 
+constexpr const char* kHelp =
+    "Usage: tavrel [OPTION]...\n"
+    "Makes random mirror-symmetric pictures in a window of its own, and shows them\n"
+    "bouncing on black as a screen-saver mode. It reads its backdrops\n"
+    "(example2.bmp to example7.bmp) from the folder it starts in, its settings from\n"
+    "$XDG_CONFIG_HOME/tavrel/tavrel.ini, and saves pictures to Pictures/Tavrel.\n"
+    "\n"
+    "  --help                    show this text and exit\n"
+    "  --version                 show the version and exit\n"
+    "\n"
+    "Options with one dash (-platform NAME, -display DISPLAY, ...) go to Qt.\n"
+    "An unknown option gives a one-line message and exit status 2.\n";
+
 int runWindow(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view arg = argv[i];
+    if (arg == "--help") {
+      std::fputs(kHelp, stdout);
+      return 0;
+    }
+    if (arg == "--version") {
+      std::printf("tavrel %s\n", tavrel::cli::kVersion);
+      return 0;
+    }
+    if (arg.starts_with("--")) {
+      std::fprintf(stderr, "tavrel: unknown option %s (see --help)\n",
+                   tavrel::quotedText(arg).c_str());
+      return 2;
+    }
+  }
   const bool platformChosen = std::getenv("QT_QPA_PLATFORM") != nullptr;
   if (!platformChosen && !std::getenv("DISPLAY") && !std::getenv("WAYLAND_DISPLAY")) {
     std::fprintf(stderr, "tavrel: no display to show the window on (DISPLAY is not set)\n");

@@ -12,6 +12,9 @@
 
 namespace tavrel::cli {
 
+// The version every program names with --version.
+inline constexpr const char* kVersion = TAVREL_VERSION;
+
 // A seed from the clock, different for runs a nanosecond apart.
 inline std::uint32_t seedFromClock() {
   const auto ticks = static_cast<std::uint64_t>(

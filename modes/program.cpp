@@ -175,7 +175,7 @@ void Program::keyUp(Field f) {
 }
 
 void Program::keyDown(Field f, int keyCode) {
-  if (f == Field::Text4) dispatch([&, f, keyCode] { text4KeyDown(host_, st, keyCode); });
+  if (f == Field::Text4) dispatch([&, keyCode] { text4KeyDown(host_, st, keyCode); });
 }
 
 void Program::textChanged(Field f) {

@@ -98,6 +98,10 @@ int runModule(int argc, char** argv) {
     std::cout << helpText();
     return 0;
   }
+  if (settings.version) {
+    std::cout << "tavrel-saver " << tavrel::cli::kVersion << "\n";
+    return 0;
+  }
   const auto target =
       chooseTarget(settings, std::getenv("XSCREENSAVER_WINDOW"), std::getenv("WAYLAND_DISPLAY"));
   if (const auto* message = std::get_if<std::string>(&target)) return fail(*message, 2);

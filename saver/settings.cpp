@@ -87,13 +87,14 @@ constexpr Option kOptions[] = {
     {"--interval", "S", "10", "seconds between pictures, 1 to 50", setInterval},
     {"--speed", "slow|fast", "fast", "how fast the picture travels", setSpeed},
     {"--generator", "shape|pattern", "shape", "the generator that draws", setGenerator},
-    {"--colors", "true|basic", "true", "true colours or the 16 basic ones", setColors},
+    {"--colors", "true|basic", "true", "true colours or the 15 basic ones", setColors},
     {"--style", "fancy|regular", "fancy", "shape style", setStyle},
     {"--detail", "N", "16", "detail, 1 to 25", setDetail},
     {"--seed", "N", "", "random seed, 0 to 4294967295 (default: the clock)", setSeed},
     {"--fps", "", "", "show the frame rate in a corner", cli::setSwitch<&Settings::fps>},
     {"--no-input-exit", "", "", "on Wayland, keep running on keys and pointer", keepOnInput},
     {"--help", "", "", "show this text and exit", cli::setSwitch<&Settings::help>},
+    {"--version", "", "", "show the version and exit", cli::setSwitch<&Settings::version>},
 };
 
 }  // namespace

@@ -35,6 +35,7 @@ struct Settings {
   bool fps = false;
   bool inputExits = true;  // on Wayland the first key, button or motion ends it
   bool help = false;
+  bool version = false;
 };
 
 // A window id as X tools print it: hex with 0x, or decimal; never 0 (None)

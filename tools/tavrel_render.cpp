@@ -70,6 +70,7 @@ struct Settings {
   bool bmp = false;
   int zoom = 1;
   bool help = false;
+  bool version = false;
 };
 
 using cli::Check;
@@ -211,7 +212,7 @@ constexpr Option kOptions[] = {
      setSurface},
     {"--detail", "TEXT", "16", "text of the detail field, clamped as the window does", setDetail},
     {"--style", "fancy|regular", "fancy", "shape style", setStyle},
-    {"--colors", "true|basic|user", "true", "true colours, 16 basic ones, or a user palette",
+    {"--colors", "true|basic|user", "true", "true colours, the 15 basic ones, or a user palette",
      setColors},
     {"--palette", "FILE.gpl", "", "the first 15 colours become user colours 1 to 15", setPalette},
     {"--sides", "TEXT", "4", "text of the sides field, clamped as the window does", setSides},
@@ -226,6 +227,7 @@ constexpr Option kOptions[] = {
     {"--from", "FILE.png", "", "make the picture of FILE again from the recipe it carries",
      setFrom},
     {"--help", "", "", "show this text and exit", cli::setSwitch<&Settings::help>},
+    {"--version", "", "", "show the version and exit", cli::setSwitch<&Settings::version>},
 };
 
 // What a recipe holds; --from takes them all from its file.
@@ -366,6 +368,10 @@ int run(int argc, char** argv) {
   const Settings& settings = std::get<Settings>(parsed);
   if (settings.help) {
     printHelp();
+    return 0;
+  }
+  if (settings.version) {
+    std::cout << "tavrel-render " << cli::kVersion << "\n";
     return 0;
   }
   if (auto problem = validate(settings, given)) return fail(*problem);

@@ -134,10 +134,12 @@ void Form::connectControls() {
   noteTimer_.setSingleShot(true);
   connect(&noteTimer_, &QTimer::timeout, note_, &QLabel::hide);
   // S and P do what their menu entries do; a field being typed in keeps them.
-  for (auto [key, entry] :
-       {std::pair{Qt::Key_S, Menu::sdfdssdf}, std::pair{Qt::Key_P, Menu::hgfhg}})
+  for (const auto& [key, menu] :
+       {std::pair{Qt::Key_S, Menu::sdfdssdf}, std::pair{Qt::Key_P, Menu::hgfhg}}) {
+    const Menu entry = menu;
     connect(new QShortcut(QKeySequence(key), this), &QShortcut::activated, this,
             [this, entry] { report([entry](RunEvents& e) { e.menuClick(entry); }); });
+  }
 }
 
 bool Form::eventFilter(QObject* watched, QEvent* e) {

@@ -54,7 +54,8 @@ class Form : public QMainWindow, public RunHost {
   Surface& SurfaceWindow() override { return window_; }
   Surface& SurfacePicture1() override { return picture1_; }
 
-  // RunHost
+  // RunHost; QWidget's own setVisible stays in reach.
+  using QMainWindow::setVisible;
   bool isVisible(Control c) override;
   void setVisible(Control c, bool visible) override;
   void showControlPanel() override;

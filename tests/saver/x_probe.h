@@ -90,8 +90,8 @@ inline std::optional<Place> locate(const Shot& shot, const ImageData& picture, i
                             pixels.begin());
   };
   const int p = firstLit(picture.pixels), s = firstLit(shot.pixels);
-  const Place at(s % shot.width - p % picture.width * zoom,
-                 s / shot.width - p / picture.width * zoom);
+  const Place at{static_cast<int16_t>(s % shot.width - p % picture.width * zoom),
+                 static_cast<int16_t>(s / shot.width - p / picture.width * zoom)};
   if (s == shot.width * shot.height || at.x < 0 || at.y < 0) return std::nullopt;
   for (int y = 0; y < picture.height * zoom && at.y + y < shot.height; ++y)
     for (int x = 0; x < picture.width * zoom && at.x + x < shot.width; ++x)

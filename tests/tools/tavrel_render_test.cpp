@@ -344,6 +344,32 @@ TEST_F(RenderTest, UntrustedInputIsRefusedInOneLineWithinBounds) {
   EXPECT_EQ(slurp(root_ / "victim"), "keep");
 }
 
+// Every program answers --help and --version on stdout with status 0, with
+// no display and before anything else; an option nobody knows is one line
+// and status 2.
+TEST_F(RenderTest, EveryProgramAnswersHelpAndVersionWithoutADisplay) {
+  std::vector<std::pair<std::string, std::string>> programs{{"tavrel-render", TAVREL_RENDER}};
+#ifdef TAVREL_SAVER
+  programs.emplace_back("tavrel-saver", TAVREL_SAVER);
+#endif
+#ifdef TAVREL_APP
+  programs.emplace_back("tavrel", TAVREL_APP);
+#endif
+  const std::string bare = "env -u DISPLAY -u WAYLAND_DISPLAY -u XSCREENSAVER_WINDOW ";
+  for (const auto& [name, path] : programs) {
+    EXPECT_EQ(render("--version", bare, path), 0) << name;
+    EXPECT_EQ(out_, name + " " + TAVREL_VERSION_TEXT + "\n");
+    EXPECT_EQ(render("--help", bare, path), 0) << name;
+    EXPECT_TRUE(out_.starts_with("Usage: " + name + " ")) << out_;
+    for (const char* option : {"\n  --help ", "\n  --version "})
+      EXPECT_NE(out_.find(option), std::string::npos) << name << " lists" << option;
+    EXPECT_EQ(err_, "");
+    EXPECT_EQ(render("--no-such-option", bare, path), 2) << name;
+    EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
+    EXPECT_TRUE(err_.starts_with(name + ": ")) << err_;
+  }
+}
+
 #ifdef TAVREL_SAVER
 // The module echoes what it is given the same way.
 TEST_F(RenderTest, TheModuleQuotesWhatItEchoes) {
