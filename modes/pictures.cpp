@@ -1,5 +1,7 @@
 #include "modes/pictures.h"
 
+#include <cmath>
+
 #include <algorithm>
 #include <chrono>
 #include <ctime>
@@ -66,10 +68,18 @@ void saveShapeClick(RunHost& host, AppState& st) {
   host.showNote("Saved to " + written->string());
 }
 
+double nearestPrintSize(double centimetres) {
+  double best = kPrintSizes[1];
+  for (double size : kPrintSizes)
+    if (std::abs(size - centimetres) < std::abs(best - centimetres)) best = size;
+  return best;
+}
+
 void printPatternClick(RunHost& host, AppState& st) {
   if (!hasPicture(st)) return;
   host.printPicture(*host.SurfacePicture1().Image(),
-                    st.picture1Recipe.generator == Generator::pattern);
+                    st.picture1Recipe.generator == Generator::pattern, st.printsize,
+                    [&st](double centimetres) { st.printsize = nearestPrintSize(centimetres); });
 }
 
 void editColorsClick(RunHost& host, AppState& st) {

@@ -15,7 +15,13 @@ namespace tavrel {
 // "Save shape" and the key S: the picture of Picture1, enlarged savezoom
 // times, into a new file of the Pictures folder's "Tavrel" folder.
 void saveShapeClick(RunHost& host, AppState& st);
-// "Print pattern" and the key P: a tile repeated over the page, a shape centred.
+// The sizes offered for printing 100 picture pixels, in centimetres.
+inline constexpr double kPrintSizes[] = {2.5, 5, 10, 20};
+// The offered size nearest to `centimetres`.
+double nearestPrintSize(double centimetres);
+
+// "Print pattern" and the key P: a tile repeated over the page, a shape
+// centred, at the size printed last.
 void printPatternClick(RunHost& host, AppState& st);
 // "Edit colors" and "Import color scale": the user palette.
 void editColorsClick(RunHost& host, AppState& st);

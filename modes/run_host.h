@@ -92,7 +92,10 @@ class RunHost : public virtual GeneratorHost {
   virtual std::string picturesFolder() = 0;
   virtual void showNote(const std::string& text) = 0;
   virtual void showMessage(const std::string& text) = 0;
-  virtual void printPicture(const ImageData& picture, bool repeatTile) = 0;
+  // `centimetres`: the printed size offered first; `chosen` gets the size
+  // the user printed at.
+  virtual void printPicture(const ImageData& picture, bool repeatTile, double centimetres,
+                            std::function<void(double)> chosen) = 0;
   virtual void editColours(const UserPalette& current,
                            std::function<void(const UserPalette&)> edited) = 0;
   virtual void choosePaletteFile(std::function<void(const std::string&)> chosen) = 0;

@@ -8,6 +8,7 @@
 #include "canvas/files.h"
 #include "canvas/text.h"
 #include "modes/menus.h"
+#include "modes/pictures.h"
 
 namespace tavrel {
 
@@ -101,6 +102,14 @@ Settings parseSettings(std::string_view ini) {
       s.zoom = kMaxSaveZoom;  // a number too large to read
     }
   }
+  if (auto v = value("printsize")) {
+    try {
+      const double cm = Val(*v);
+      if (cm > 0) s.printsize = nearestPrintSize(cm);
+    } catch (const RuntimeError&) {
+      s.printsize = nearestPrintSize(1e9);  // a number too large to read
+    }
+  }
   return s;
 }
 
@@ -118,7 +127,8 @@ std::string formatSettings(const Settings& s) {
                                            : "single")
       << "\n"
       << "palette=" << paletteToText(s.palette) << "\n"
-      << "zoom=" << s.zoom << "\n";
+      << "zoom=" << s.zoom << "\n"
+      << "printsize=" << s.printsize << "\n";
   return out.str();
 }
 
@@ -148,6 +158,7 @@ Settings currentSettings(RunHost& host, const AppState& st) {
                                              : PatternMode::single;
   s.palette = st.userColors;
   s.zoom = static_cast<int>(st.savezoom);
+  s.printsize = st.printsize;
   return s;
 }
 
@@ -174,6 +185,7 @@ void applySettings(RunHost& host, AppState& st, const Settings& s) {
   if (s.pattern == PatternMode::repeat) cpatternClick(host, st);
   st.userColors = s.palette;
   st.savezoom = s.zoom;
+  st.printsize = s.printsize;
 }
 
 std::optional<Settings> readSettingsFile(const std::filesystem::path& path) {

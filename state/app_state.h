@@ -47,6 +47,7 @@ struct AppState {
   UserPalette userColors = basicPalette();  // what basic colours become in user colour mode
   double tilerepeat = 0;  // 1: a new tile is repeated over the window in regular mode
   double savezoom = 4;    // how many times larger a saved picture is than Picture1
+  double printsize = 5;   // centimetres that 100 picture pixels take on paper
 
   // State of a generation.
   double a = 0, b = 0;

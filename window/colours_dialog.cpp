@@ -5,8 +5,10 @@
 #include <QDialogButtonBox>
 #include <QGridLayout>
 #include <QLabel>
+#include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <array>
 #include <memory>
 
@@ -16,9 +18,39 @@ namespace tavrel {
 
 namespace {
 
+// A swatch shows its colour exactly and flat, edge to edge inside a thin
+// frame, with its number in black or white, whichever reads on the colour.
+class Swatch : public QPushButton {
+ public:
+  using QPushButton::QPushButton;
+  void setColour(Colour c) {
+    colour_ = c;
+    update();
+  }
+  QSize sizeHint() const override {
+    const QFontMetrics m = fontMetrics();
+    return {m.horizontalAdvance("0") * 6, m.height() * 2};
+  }
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    QPainter p(this);
+    const QColor frame = hasFocus() ? palette().color(QPalette::Highlight) : QColor(Qt::gray);
+    p.fillRect(rect(), frame);
+    const int edge = std::max(1, fontMetrics().height() / 12);
+    p.fillRect(rect().adjusted(edge, edge, -edge, -edge), toQColor(colour_));
+    const QColor c = toQColor(colour_);
+    const bool light = c.red() * 299 + c.green() * 587 + c.blue() * 114 > 128 * 1000;
+    p.setPen(light ? Qt::black : Qt::white);
+    p.drawText(rect(), Qt::AlignCenter, text());
+  }
+
+ private:
+  Colour colour_ = 0;
+};
+
 void paintSwatch(QPushButton* b, Colour c) {
-  b->setStyleSheet(
-      QString("background-color: %1; min-width: 3em; min-height: 2em;").arg(toQColor(c).name()));
+  static_cast<Swatch*>(b)->setColour(c);
 }
 
 }  // namespace
@@ -35,7 +67,7 @@ void editPalette(QWidget* parent, const UserPalette& current,
   auto* grid = new QGridLayout;
   auto swatches = std::make_shared<std::array<QPushButton*, 16>>();
   for (int n = 1; n <= 15; ++n) {
-    auto* b = new QPushButton(QString::number(n));
+    auto* b = new Swatch(QString::number(n));
     paintSwatch(b, (*palette)[n]);
     if (n == 7 || n == 15) {
       // Grey and white are never a region's colour.

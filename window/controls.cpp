@@ -151,13 +151,13 @@ Controls buildControls(QWidget* view, Surface& picture1, double scale, QObject* 
   c.command3->setFocus();  // keys go to the one button the user can see
 
   c.label6 = new QLabel(
-      "Tavrel draws random pictures with an eight-fold mirror symmetry: one random stroke, "
-      "seen through the mirrors, closes into an outline, and every region inside takes a "
-      "colour of its own. The screen-saver mode shows a new picture every few seconds.\n\n"
-      "Press a mouse button on the window to go back.",
+      "Tavrel draws random pictures with eight-fold mirror symmetry: a random stroke seen "
+      "through the mirrors closes into an outline, and each region takes a colour of its "
+      "own.\n\nClick the window or press Esc to go back.",
       view);
   place(c.label6, kLabel6);
   c.label6->setWordWrap(true);
+  c.label6->setMargin(px(60));
   c.label6->setAlignment(Qt::AlignTop | Qt::AlignLeft);
   {
     const QColor text = view->palette().color(QPalette::Active, QPalette::HighlightedText);

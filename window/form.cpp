@@ -133,6 +133,16 @@ void Form::connectControls() {
           [this] { report([](RunEvents& e) { e.optionClick(true); }); });
   noteTimer_.setSingleShot(true);
   connect(&noteTimer_, &QTimer::timeout, note_, &QLabel::hide);
+  // On the information page a key that a click would equal goes back, as
+  // the click does; the keys are the page's only while it is up.
+  for (const QKeySequence& key : {QKeySequence(Qt::Key_Escape), QKeySequence(Qt::Key_Return),
+                                 QKeySequence(Qt::Key_Enter), QKeySequence(Qt::Key_Space)}) {
+    auto* back = new QShortcut(key, this);
+    back->setEnabled(false);
+    connect(back, &QShortcut::activated, this,
+            [this] { report([](RunEvents& e) { e.mouseDown(); }); });
+    pageKeys_.push_back(back);
+  }
   // S and P do what their menu entries do; a field being typed in keeps them.
   for (const auto& [key, menu] :
        {std::pair{Qt::Key_S, Menu::sdfdssdf}, std::pair{Qt::Key_P, Menu::hgfhg}}) {
@@ -267,6 +277,7 @@ void Form::setVisible(Control c, bool visible) {
       break;
     case Control::Label6:
       label6_->setVisible(visible);
+      for (QShortcut* key : pageKeys_) key->setEnabled(visible);
       break;
     case Control::Picture1:
       picture1Visible_ = visible;
@@ -383,8 +394,11 @@ void Form::showMessage(const std::string& text) {
   box->open();
 }
 
-void Form::printPicture(const ImageData& picture, bool repeatTile) {
-  printWithDialog(this, picture, repeatTile);
+void Form::printPicture(const ImageData& picture, bool repeatTile, double centimetres,
+                        std::function<void(double)> chosen) {
+  printWithDialog(this, picture, repeatTile, centimetres, [this, chosen](double printed) {
+    report([&](RunEvents& e) { e.answer([chosen, printed] { chosen(printed); }); });
+  });
 }
 
 void Form::editColours(const UserPalette& current, std::function<void(const UserPalette&)> edited) {

@@ -20,6 +20,7 @@ class QLineEdit;
 class QMenu;
 class QPushButton;
 class QRadioButton;
+class QShortcut;
 
 namespace tavrel {
 
@@ -74,7 +75,8 @@ class Form : public QMainWindow, public RunHost {
   std::string picturesFolder() override;
   void showNote(const std::string& text) override;
   void showMessage(const std::string& text) override;
-  void printPicture(const ImageData& picture, bool repeatTile) override;
+  void printPicture(const ImageData& picture, bool repeatTile, double centimetres,
+                    std::function<void(double)> chosen) override;
   void editColours(const UserPalette& current,
                    std::function<void(const UserPalette&)> edited) override;
   void choosePaletteFile(std::function<void(const std::string&)> chosen) override;
@@ -115,6 +117,7 @@ class Form : public QMainWindow, public RunHost {
   std::array<QLineEdit*, kFieldCount> fields_{};
   std::vector<QWidget*> panelShown_, panelHidden_;
   std::map<Menu, QAction*> menus_;
+  std::vector<QShortcut*> pageKeys_;  // Esc and the like, while the information page is up
   std::array<Picture, 10> slides_{};
 
   // Timer1, Timer2, Timer4: each ticks while enabled with an interval.

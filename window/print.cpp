@@ -37,22 +37,25 @@ void paintPage(QPrinter& printer, const ImageData& picture, bool repeatTile, dou
   }
 }
 
-void printWithDialog(QWidget* parent, const ImageData& picture, bool repeatTile) {
+void printWithDialog(QWidget* parent, const ImageData& picture, bool repeatTile,
+                     double centimetres, std::function<void(double)> printed) {
   auto printer = std::make_shared<QPrinter>(QPrinter::HighResolution);
   printer->setResolution(300);  // fine enough for crisp blocks, small enough for a PDF
   auto* dialog = new QPrintDialog(printer.get(), parent);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
-  dialog->setWindowTitle(repeatTile ? "Print pattern" : "Print shape");
+  dialog->setWindowTitle("Print pattern");
   auto* options = new QWidget;
   options->setWindowTitle("Picture");
   auto* size = new QComboBox(options);
   for (double cm : kPrintSizes) size->addItem(QString("%1 cm").arg(cm, 0, 'g', 3), cm);
-  size->setCurrentIndex(1);
+  size->setCurrentIndex(std::max(0, size->findData(nearestPrintSize(centimetres))));
   auto* layout = new QFormLayout(options);
   layout->addRow(repeatTile ? "Size of one tile:" : "Size of the shape:", size);
   dialog->setOptionTabs({options});
-  QObject::connect(dialog, &QDialog::accepted, dialog, [printer, picture, repeatTile, size] {
-    paintPage(*printer, picture, repeatTile, size->currentData().toDouble());
+  QObject::connect(dialog, &QDialog::accepted, dialog, [printer, picture, repeatTile, size, printed] {
+    const double cm = size->currentData().toDouble();
+    paintPage(*printer, picture, repeatTile, cm);
+    printed(cm);
   });
   dialog->open();
 }

@@ -74,14 +74,18 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   std::vector<std::string> notes, messages;
   int prints = 0;
   bool printedRepeat = false;
+  double offeredSize = 0, printedSize = 0;  // printedSize: the size the user picks; 0 keeps
   std::optional<UserPalette> editedPalette;
   std::string chosenFile;
   std::string picturesFolder() override { return pictures; }
   void showNote(const std::string& t) override { notes.push_back(t); }
   void showMessage(const std::string& t) override { messages.push_back(t); }
-  void printPicture(const ImageData&, bool repeat) override {
+  void printPicture(const ImageData&, bool repeat, double centimetres,
+                    std::function<void(double)> chosen) override {
     ++prints;
     printedRepeat = repeat;
+    offeredSize = centimetres;
+    chosen(printedSize > 0 ? printedSize : centimetres);
   }
   void editColours(const UserPalette&, std::function<void(const UserPalette&)> edited) override {
     if (editedPalette) edited(*editedPalette);

@@ -49,6 +49,13 @@ TEST(Pictures, PalettesComeFromAFileOrTheEditorAndABrokenFileChangesNothing) {
   program.menuClick(Menu::hgfhg);
   EXPECT_EQ(host.prints, 1);
   EXPECT_TRUE(host.printedRepeat);
+  // The size printed at is offered first at the next print.
+  EXPECT_EQ(host.offeredSize, 5);
+  host.printedSize = 20;
+  program.menuClick(Menu::hgfhg);
+  host.printedSize = 0;
+  program.menuClick(Menu::hgfhg);
+  EXPECT_EQ(host.offeredSize, 20);
 
   const std::uint8_t bytes[] = {1, 2, 3};
   EXPECT_EQ(writeNewFile(dir / "new", "a", "png", bytes), dir / "new" / "a.png");

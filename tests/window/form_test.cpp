@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QLabel>
 #include <QPrinter>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -117,15 +118,27 @@ TEST_F(FormTest, PressesReachOnlyTheBareWindowAndClosingEnds) {
   EXPECT_EQ(events.presses, 1);  // nothing reaches the program once it ended
 }
 
-TEST_F(FormTest, CaptionsWrapInTheWindowsOneFont) {
-  form.showControlPanel();
-  for (const char* name : {"Command1", "Option1", "Option2", "Label5"}) {
-    QWidget* w = child<QWidget>(name);
-    EXPECT_EQ(w->font(), form.font()) << name;
-    const QString caption = w->property("text").toString();
-    const QRect needed =
-        w->fontMetrics().boundingRect(QRect(0, 0, w->width(), 1000), Qt::TextWordWrap, caption);
-    EXPECT_LE(needed.height(), w->height()) << name;
+// Captions wrap in the window's one font, and they and the information
+// page's text show whole, inside their margins, at every display scale.
+TEST(Captions, WholeInTheWindowsOneFontAtEveryScale) {
+  for (double scale : {1.0, 1.92, 2.56, 3.84}) {
+    Session session{scale};
+    Form& form = session.form();
+    for (const char* name : {"Command1", "Option1", "Option2", "Label5", "Label6"}) {
+      QWidget* w = form.findChild<QWidget*>(name);
+      EXPECT_EQ(w->font(), form.font()) << name;
+      QRect room = w->rect();
+      if (auto* label = qobject_cast<QLabel*>(w)) {
+        const int m = label->margin();
+        room = label->contentsRect().adjusted(m, m, -m, -m);
+      }
+      const QString caption = w->property("text").toString();
+      const QRect needed = w->fontMetrics().boundingRect(QRect(0, 0, room.width(), 10000),
+                                                         Qt::TextWordWrap, caption);
+      EXPECT_LE(needed.height(), room.height()) << name << " at scale " << scale;
+      EXPECT_LE(needed.width(), room.width()) << name << " at scale " << scale;
+    }
+    EXPECT_GE(qobject_cast<QLabel*>(form.findChild<QWidget*>("Label6"))->margin(), 3 * scale);
   }
 }
 
