@@ -125,7 +125,9 @@ fs::path writtenTemporary(const fs::path& path, std::span<const std::uint8_t> by
   const bool written = writeAll(file.get(), bytes);
   const bool closed = ::close(file.release()) == 0;
   if (written && closed) return temporary;
+  const int reason = errno;
   ::unlink(temporary.c_str());
+  errno = reason;
   return {};
 }
 
@@ -135,7 +137,9 @@ bool writeFile(const fs::path& path, std::span<const std::uint8_t> bytes) {
   const fs::path temporary = writtenTemporary(path, bytes);
   if (temporary.empty()) return false;
   if (::rename(temporary.c_str(), path.c_str()) == 0) return true;
+  const int reason = errno;
   ::unlink(temporary.c_str());
+  errno = reason;
   return false;
 }
 
@@ -157,6 +161,7 @@ NewFile writeFileIfAbsent(const fs::path& path, std::span<const std::uint8_t> by
     error = linked ? 0 : errno;
   }
   ::unlink(temporary.c_str());
+  errno = error;
   if (error == 0) return NewFile::written;
   return error == EEXIST ? NewFile::exists : NewFile::failed;
 }

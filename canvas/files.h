@@ -49,7 +49,7 @@ std::variant<std::string, ReadProblem> readFileCapped(const std::filesystem::pat
 // Writes through a temporary file created new in the same folder (it can't
 // be a link planted in advance) and a rename, so a reader never sees half a
 // file. A link at `path` itself is replaced, not followed. False when the
-// file could not be written; nothing is left behind then.
+// file could not be written, errno naming why; nothing is left behind then.
 bool writeFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
 bool writeFile(const std::filesystem::path& path, std::string_view text);
 

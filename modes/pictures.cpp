@@ -34,9 +34,15 @@ bool hasPicture(const AppState& st) {
 std::optional<std::filesystem::path> writeNewFile(const std::filesystem::path& folder,
                                                   const std::string& stem,
                                                   const std::string& extension,
-                                                  std::span<const std::uint8_t> bytes) {
+                                                  std::span<const std::uint8_t> bytes,
+                                                  std::string* why) {
+  const auto fail = [why](const std::error_code& reason) {
+    if (why) *why = reason.message();
+    return std::nullopt;
+  };
   std::error_code ec;
   std::filesystem::create_directories(folder, ec);
+  if (ec) return fail(ec);
   for (int n = 1; n < 10000; ++n) {
     std::string name = stem;
     if (n > 1) name.append(1, '-').append(std::to_string(n));
@@ -45,9 +51,9 @@ std::optional<std::filesystem::path> writeNewFile(const std::filesystem::path& f
     const NewFile written = writeFileIfAbsent(path, bytes);
     if (written == NewFile::exists) continue;
     if (written == NewFile::written) return path;
-    return std::nullopt;
+    return fail(std::error_code(errno, std::generic_category()));
   }
-  return std::nullopt;
+  return fail(std::make_error_code(std::errc::file_exists));
 }
 
 void saveShapeClick(RunHost& host, AppState& st) {
@@ -58,11 +64,12 @@ void saveShapeClick(RunHost& host, AppState& st) {
                               {{std::string(kRecipeKeyword), recipeToText(st.picture1Recipe)}});
   const std::string folder = host.picturesFolder();
   const std::string kind = st.picture1Recipe.generator == Generator::pattern ? "pattern" : "shape";
+  std::string why = "no Pictures folder is known";
   const auto written = folder.empty() ? std::nullopt
                                       : writeNewFile(std::filesystem::path(folder) / "Tavrel",
-                                                     kind + "-" + timestamp(), "png", png);
+                                                     kind + "-" + timestamp(), "png", png, &why);
   if (!written) {
-    host.showNote("The picture could not be saved in " + folder + "/Tavrel");
+    host.showNote("The picture could not be saved in " + folder + "/Tavrel: " + why);
     return;
   }
   host.showNote("Saved to " + written->string());

@@ -31,10 +31,12 @@ void impcolorClick(RunHost& host, AppState& st);
 void importPalette(RunHost& host, AppState& st, const std::string& file);
 
 // Writes `bytes` to `folder`/`stem`.`extension`, or to `stem`-2, -3 ... when
-// that is taken: never over a file. Gives the path written, or nothing.
+// that is taken: never over a file. Gives the path written, or nothing and
+// the system's reason in `why`.
 std::optional<std::filesystem::path> writeNewFile(const std::filesystem::path& folder,
                                                   const std::string& stem,
                                                   const std::string& extension,
-                                                  std::span<const std::uint8_t> bytes);
+                                                  std::span<const std::uint8_t> bytes,
+                                                  std::string* why = nullptr);
 
 }  // namespace tavrel

@@ -144,6 +144,15 @@ TEST_F(SettingsEntries, FilesFromElsewhereAreReadWholeAndWritesFollowNoLink) {
   EXPECT_EQ(writeNewFile(dir_.path, "a", "png", bytes), dir_ / "a-2.png");
   std::ifstream in(victim);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "keep");
+
+  // A save that fails says why, in the system's words.
+  program.click(Control::Command1);
+  host.pictures = victim.string();  // a file where the folder should be
+  host.notes.clear();
+  program.menuClick(Menu::sdfdssdf);
+  ASSERT_EQ(host.notes.size(), 1u);
+  EXPECT_EQ(host.notes[0],
+            "The picture could not be saved in " + victim.string() + "/Tavrel: Not a directory");
 }
 
 }  // namespace
