@@ -2,6 +2,7 @@
 
 #include <QLabel>
 #include <QLineEdit>
+#include <QProxyStyle>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QStyleOptionButton>
@@ -53,6 +54,24 @@ class WrappingRadio : public QRadioButton {
     p.setPen(palette().color(QPalette::WindowText));
     p.drawText(room, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWordWrap, caption);
   }
+};
+
+// Option buttons whose round indicator grows with the display scale, as
+// their captions do.
+class ScaledIndicators : public QProxyStyle {
+ public:
+  explicit ScaledIndicators(double scale) : scale_(scale) {}
+  int pixelMetric(PixelMetric metric, const QStyleOption* option,
+                  const QWidget* widget) const override {
+    const int base = QProxyStyle::pixelMetric(metric, option, widget);
+    if (metric == PM_ExclusiveIndicatorWidth || metric == PM_ExclusiveIndicatorHeight ||
+        metric == PM_RadioButtonLabelSpacing)
+      return static_cast<int>(std::lround(base * scale_));
+    return base;
+  }
+
+ private:
+  double scale_;
 };
 
 // The design rectangles, in twips.
@@ -170,7 +189,10 @@ Controls buildControls(QWidget* view, Surface& picture1, double scale, QObject* 
   place(c.option1, kOption1);
   c.option2 = new WrappingRadio("Shapes Fancy", view);
   place(c.option2, kOption2);
+  auto* indicators = new ScaledIndicators(scale);
+  indicators->setParent(view);
   for (QRadioButton* o : {c.option1, c.option2}) {
+    o->setStyle(indicators);
     setBackground(o, 255, 0, 0);
     QPalette p = o->palette();
     p.setColor(QPalette::Button, QColor(255, 0, 0));  // the style paints this role behind them

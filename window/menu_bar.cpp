@@ -26,6 +26,15 @@ class PlainTicks : public QProxyStyle {
     }
     QProxyStyle::drawControl(element, option, painter, widget);
   }
+  // The style draws the tick column about as wide as an entry is high, but
+  // sizes the entry for a column of a few fixed pixels: with a large font
+  // the caption would be cut short. The entry gets that room.
+  QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& size,
+                         const QWidget* widget) const override {
+    QSize s = QProxyStyle::sizeFromContents(type, option, size, widget);
+    if (type == CT_MenuItem) s.rwidth() += s.height();
+    return s;
+  }
 };
 
 }  // namespace

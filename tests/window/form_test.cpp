@@ -5,6 +5,9 @@
 
 #include <QAction>
 #include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QStyle>
 #include <QPrinter>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -139,6 +142,26 @@ TEST(Captions, WholeInTheWindowsOneFontAtEveryScale) {
       EXPECT_LE(needed.width(), room.width()) << name << " at scale " << scale;
     }
     EXPECT_GE(qobject_cast<QLabel*>(form.findChild<QWidget*>("Label6"))->margin(), 3 * scale);
+    // Menu entries have room for the tick column (about an entry's height)
+    // and the whole caption; the option buttons' dots grow with the scale.
+    std::vector<QMenu*> menus;
+    for (QAction* top : form.menuBar()->actions())
+      if (top->menu()) menus.push_back(top->menu());
+    for (std::size_t i = 0; i < menus.size(); ++i) {
+      QMenu* menu = menus[i];
+      menu->ensurePolished();
+      for (QAction* a : menu->actions()) {
+        if (a->menu()) menus.push_back(a->menu());
+        if (!a->isVisible()) continue;
+        const QRect entry = menu->actionGeometry(a);
+        EXPECT_GE(entry.width(),
+                  menu->fontMetrics().horizontalAdvance(a->text()) + entry.height())
+            << a->text().toStdString() << " at scale " << scale;
+      }
+    }
+    QWidget* option = form.findChild<QWidget*>("Option1");
+    EXPECT_GE(option->style()->pixelMetric(QStyle::PM_ExclusiveIndicatorWidth, nullptr, option),
+              10 * scale);
   }
 }
 
