@@ -32,13 +32,23 @@ start() {
 click() { xdotool mousemove "$1" "$2" click 1; sleep "${3:-0.4}"; }
 options=(28 8) info=(196 8)
 entry() { echo 60 $((27 + 20 * $1)); }  # the n-th entry of the Options menu, from 0
-begin() { click 48 32 2; }             # "Click to begin"
+# "Click to begin", and wait for the menu bar that comes with the first shape.
+begin() {
+  click 48 32 0.2
+  for _ in $(seq 50); do
+    import -window root -depth 8 "ppm:$tmp/bar.ppm"
+    convert "$tmp/bar.ppm" -crop 30x10+12+3 +repage -colorspace Gray -format '%[fx:mean>0.6]' \
+      info: | grep -q 1 && break
+    sleep 0.1
+  done
+  sleep 0.5
+}
 quit() { click "${options[@]}"; click $(entry 10) 0; }
 close() { "$close_window" "$win"; }
 # The program ends by itself, with 0, and no sanitizer spoke.
 ends() {
   local status=0
-  for _ in $(seq 50); do kill -0 "$app" 2>/dev/null || break; sleep 0.1; done
+  for _ in $(seq 100); do kill -0 "$app" 2>/dev/null || break; sleep 0.1; done
   kill -0 "$app" 2>/dev/null && fail "$1: the program did not end"
   wait "$app" || status=$?
   [ "$status" -eq 0 ] || fail "$1: ended with status $status"
