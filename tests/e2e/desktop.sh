@@ -74,8 +74,14 @@ click "${options[@]}"; click $(entry 2) 0.3; click 220 67 1  # Animation speed, 
 menu_shows "screen-saver, Slow"
 
 click "${info[@]}" 0.6  # the information page over the black window
-shot
-above "$(brightness 150x100+10+20)" 0.6 || fail "the information page did not open"
+# The bouncing picture passes in front of the page: look until it is clear.
+opened=0
+for _ in $(seq 20); do
+  shot
+  if above "$(brightness 150x100+10+20)" 0.6; then opened=1 && break; fi
+  sleep 0.2
+done
+((opened)) || fail "the information page did not open"
 click 700 600 0.5
 shot
 above 0.1 "$(brightness 150x100+10+20)" || fail "a press did not close the information page"
