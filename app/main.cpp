@@ -1,5 +1,6 @@
 // tavrel: the window, its start screen, the first shape and the main loop.
 #include <QApplication>
+#include <QDir>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -46,6 +47,11 @@ int runWindow(int argc, char** argv) {
   }
   QApplication app(argc, argv);
   tavrel::Session session;
+  // Installed, the backdrops lie beside the program's own folder, wherever
+  // that was put; in a build tree they are read from where it starts.
+  const QDir installed(QCoreApplication::applicationDirPath() + "/" TAVREL_BACKDROPS_FROM_BIN);
+  if (!installed.entryList({"example*.bmp"}, QDir::Files).isEmpty())
+    session.form().setBackdropFolder(installed.absolutePath());
   session.show();
   return app.exec();
 }

@@ -348,7 +348,7 @@ bool Form::LoadPicture(const std::string& fileName, Picture& out) {
     out = nullptr;
     return true;
   }
-  auto img = readBitmap(q(fileName));
+  auto img = readBitmap(backdrops_.isEmpty() ? q(fileName) : backdrops_ + '/' + q(fileName));
   if (!img) return false;
   out = std::make_shared<const ImageData>(std::move(*img));
   return true;

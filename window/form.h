@@ -81,6 +81,9 @@ class Form : public QMainWindow, public RunHost {
                    std::function<void(const UserPalette&)> edited) override;
   void choosePaletteFile(std::function<void(const std::string&)> chosen) override;
 
+  // Where backdrops are read by name; empty: the working directory.
+  void setBackdropFolder(const QString& folder) { backdrops_ = folder; }
+
   // The pictures of Picture4 .. Picture9, and the window's start picture.
   void setSlidePicture(int box, Picture p);
 
@@ -131,6 +134,7 @@ class Form : public QMainWindow, public RunHost {
   void armTimer(FormTimer& t);
   QTimer frame_;  // the next step of what goes by itself
   bool ended_ = false;
+  QString backdrops_;
 
   float picture1Left_ = 0, picture1Top_ = 0;
   bool picture1Visible_ = false;
