@@ -47,6 +47,9 @@ int runWindow(int argc, char** argv) {
     return 1;
   }
   QApplication app(argc, argv);
+  // Names the desktop entry, so that a Wayland desktop shows the window under
+  // its icon and name.
+  QGuiApplication::setDesktopFileName("io.github.tavrel.Tavrel");
   tavrel::Session session;
   // Installed, the backdrops lie beside the program's own folder, wherever
   // that was put; in a build tree they are read from where it starts.

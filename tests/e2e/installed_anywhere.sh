@@ -12,7 +12,7 @@ fail() { echo "FAIL: $*"; cat "$tmp/log" 2>/dev/null; exit 1; }
 
 cmake --install "$build" --prefix "$tmp/first" >/dev/null
 mv "$tmp/first" "$tmp/moved"
-entry=$tmp/moved/share/applications/tavrel.desktop
+entry=$tmp/moved/share/applications/io.github.tavrel.Tavrel.desktop
 grep -qx 'Exec=tavrel' "$entry" || fail "the desktop entry starts $(grep '^Exec=' "$entry")"
 if grep -q '^Path=' "$entry"; then fail "the desktop entry names a folder"; fi
 
