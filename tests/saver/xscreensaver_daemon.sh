@@ -2,7 +2,8 @@
 # Debian's XScreenSaver daemon runs the module: a ~/.xscreensaver that lists
 # only it, `xscreensaver-command -activate`, the module's picture on the
 # screen, the very picture tavrel-render makes of its seed; `-deactivate`,
-# the module gone.
+# the module gone. A module named without a folder is left for the daemon
+# to find, as it finds an installed one.
 # Usage: xscreensaver_daemon.sh TAVREL_SAVER TAVREL_RENDER
 # Exit 77 (skipped) when the daemon or ImageMagick is not installed.
 set -euo pipefail
@@ -25,7 +26,11 @@ fi
 # The user's home for this run: a fresh folder, so runs never share settings.
 tmp=$(mktemp -d /tmp/tavrel-saver-daemon.XXXXXX)
 trap 'rm -rf "$tmp"' EXIT
-cp "$module" "$tmp/"
+launched=$module
+if [[ $module == */* ]]; then
+  cp "$module" "$tmp/"
+  launched=$tmp/tavrel-saver
+fi
 chmod 755 "$tmp"
 # What the screen must show: the first picture of the seed, cut down to what
 # is not near-black, as a screenshot of it alone on black is cut.
@@ -43,7 +48,7 @@ dpmsEnabled: False
 timeout: 0:30:00
 cycle: 0:00:00
 SETTINGS
-printf 'programs:   \\\n                "Tavrel" %s --root --seed %s  \\n\n' "$tmp/tavrel-saver" "$seed" \
+printf 'programs:   \\\n                "Tavrel" %s --root --seed %s  \\n\n' "$launched" "$seed" \
   >>"$tmp/.xscreensaver"
 [ "$user" = "$(id -un)" ] || chown -R "$user" "$tmp"
 
@@ -58,9 +63,9 @@ as_user() {
   fi
 }
 
-as_user bash -s "$tmp" "$seed" <<'RUN'
+as_user bash -s "$tmp" "$seed" "$launched" <<'RUN'
 set -euo pipefail
-tmp=$1 seed=$2
+tmp=$1 seed=$2 launched=$3
 setpriv --pdeathsig KILL Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp \
   3>"$tmp/display" >"$tmp/xvfb.log" 2>&1 &
 xvfb=$!
@@ -107,11 +112,11 @@ if [ "$shown" != yes ]; then
   exit 1
 fi
 echo "after -activate: the picture of seed $seed, alone on black"
-pgrep -f "^$tmp/tavrel-saver" >/dev/null || { echo "the module is not running"; exit 1; }
+pgrep -f "^$launched " >/dev/null || { echo "the module is not running"; exit 1; }
 
 xscreensaver-command -deactivate >/dev/null
-for _ in $(seq 100); do pgrep -f "^$tmp/tavrel-saver" >/dev/null || break; sleep 0.1; done
-if pgrep -f "^$tmp/tavrel-saver" >/dev/null; then
+for _ in $(seq 100); do pgrep -f "^$launched " >/dev/null || break; sleep 0.1; done
+if pgrep -f "^$launched " >/dev/null; then
   echo "the module still runs after -deactivate"
   exit 1
 fi
