@@ -305,7 +305,7 @@ TEST_F(SaverWayland, TheWindowRunsNatively) {
     menus = s && lightRow(*s, 0, top);
   }
   EXPECT_TRUE(menus) << "no menu bar after the click: " << app.stderrText();
-  ASSERT_TRUE(swaymsg("[app_id=tavrel] kill"));
+  ASSERT_TRUE(swaymsg("[app_id=io.github.tavrel.Tavrel] kill"));
   EXPECT_EQ(app.waitExit(10s), 0) << app.stderrText();
 }
 #endif
