@@ -3,6 +3,7 @@
 #include <QDir>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string_view>
 
 #include "cli/program.h"
@@ -46,18 +47,29 @@ int runWindow(int argc, char** argv) {
     std::fprintf(stderr, "tavrel: no display to show the window on (DISPLAY is not set)\n");
     return 1;
   }
-  QApplication app(argc, argv);
+  auto app = std::make_unique<QApplication>(argc, argv);
   // Names the desktop entry, so that a Wayland desktop shows the window under
   // its icon and name.
   QGuiApplication::setDesktopFileName("io.github.tavrel.Tavrel");
-  tavrel::Session session;
-  // Installed, the backdrops lie beside the program's own folder, wherever
-  // that was put; in a build tree they are read from where it starts.
-  const QDir installed(QCoreApplication::applicationDirPath() + "/" TAVREL_BACKDROPS_FROM_BIN);
-  if (!installed.entryList({"example*.bmp"}, QDir::Files).isEmpty())
-    session.form().setBackdropFolder(installed.absolutePath());
-  session.show();
-  return app.exec();
+  int status = 0;
+  {
+    tavrel::Session session;
+    // Installed, the backdrops lie beside the program's own folder, wherever
+    // that was put; in a build tree they are read from where it starts.
+    const QDir installed(QCoreApplication::applicationDirPath() + "/" TAVREL_BACKDROPS_FROM_BIN);
+    if (!installed.entryList({"example*.bmp"}, QDir::Files).isEmpty())
+      session.form().setBackdropFolder(installed.absolutePath());
+    session.show();
+    status = app->exec();
+  }
+#if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
+  // Qt 6.4's Wayland client can deadlock stopping its event threads while
+  // the application is torn down, leaving a windowless process behind. Our
+  // own objects are gone by now; the compositor frees the rest when the
+  // process ends.
+  if (QGuiApplication::platformName() == "wayland") (void)app.release();
+#endif
+  return status;
 }
 
 }  // namespace
