@@ -12,7 +12,7 @@ orphan_proof() { exec setpriv --pdeathsig KILL -- "$@"; }
 measure() {
   local size=$1 fps=$2 fd number xvfb
   exec {fd}<> <(:)
-  orphan_proof Xvfb -displayfd "$fd" -screen 0 "${size}x24" -fakescreenfps "$fps" -nolisten tcp \
+  orphan_proof Xvfb -displayfd "$fd" -screen 0 "${size}x24" -fakescreenfps "$fps" -nolisten tcp -noreset \
     >/dev/null 2>&1 &
   xvfb=$!
   read -r -t 10 number <&"$fd"

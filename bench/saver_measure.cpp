@@ -79,8 +79,9 @@ Server startXvfb(const std::string& size) {
   int fds[2];
   if (pipe(fds) != 0) std::exit(1);
   Server s;
-  s.pid =
-      spawn({"Xvfb", "-displayfd", "3", "-screen", "0", size + "x24", "-nolisten", "tcp"}, fds[1]);
+  s.pid = spawn(
+      {"Xvfb", "-displayfd", "3", "-screen", "0", size + "x24", "-nolisten", "tcp", "-noreset"},
+      fds[1]);
   close(fds[1]);
   pollfd p{fds[0], POLLIN, 0};
   char c = 0;

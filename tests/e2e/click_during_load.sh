@@ -11,7 +11,7 @@ tmp=$(mktemp -d)
 # dies with this script, even when the script is killed.
 orphan_proof() { exec setpriv --pdeathsig KILL -- "$@"; }
 # Xvfb picks a free display and writes its number.
-orphan_proof Xvfb -displayfd 1 -screen 0 1024x768x24 -nolisten tcp >"$tmp/display" 2>/dev/null &
+orphan_proof Xvfb -displayfd 1 -screen 0 1024x768x24 -nolisten tcp -noreset >"$tmp/display" 2>/dev/null &
 xvfb=$!
 app=
 # shellcheck disable=SC2317  # run by the trap

@@ -11,7 +11,7 @@ trap 'rm -rf "$tmp"' EXIT
 orphan_proof() { exec setpriv --pdeathsig KILL -- "$@"; }
 
 exec {fd}<> <(:)
-orphan_proof Xvfb -displayfd "$fd" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
+orphan_proof Xvfb -displayfd "$fd" -screen 0 1024x768x24 -nolisten tcp -noreset >/dev/null 2>&1 &
 read -r -t 10 number <&"$fd" || { echo "Xvfb did not start"; exit 1; }
 export DISPLAY=":$number" QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$tmp
 # No session bus: libdbus would start one through the X server for each run.

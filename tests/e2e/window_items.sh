@@ -10,7 +10,7 @@ trap 'rm -rf "$tmp"' EXIT
 orphan_proof() { exec setpriv --pdeathsig KILL -- "$@"; }
 
 exec {fd}<> <(:)
-orphan_proof Xvfb -displayfd "$fd" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
+orphan_proof Xvfb -displayfd "$fd" -screen 0 1024x768x24 -nolisten tcp -noreset >/dev/null 2>&1 &
 read -r -t 10 number <&"$fd" || { echo "Xvfb did not start"; exit 1; }
 # Pictures is a file here: a save can't make its folder.
 mkdir -p "$tmp/home" && touch "$tmp/home/Pictures"

@@ -32,7 +32,7 @@ settings_dialog_reads_module_settings() {
   fi
   (cd "$home" && "${run[@]}" env HOME="$home" PATH=/usr/bin:/bin bash -c '
     read_settings="\"/usr/share/xscreensaver/config/tavrel-saver.xml\", O_RDONLY) = [0-9]"
-    setpriv --pdeathsig KILL Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp \
+    setpriv --pdeathsig KILL Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp -noreset \
       3>display 2>/dev/null &
     xvfb=$!
     for _ in $(seq 100); do [ -s display ] && break; sleep 0.05; done

@@ -34,7 +34,8 @@ class SaverX : public ::testing::Test {
     int fds[2];
     if (pipe(fds) != 0) return false;
     server_.emplace(std::vector<std::string>{"Xvfb", "-displayfd", std::to_string(fds[1]),
-                                             "-screen", "0", screen, "-nolisten", "tcp", "-br"});
+                                             "-screen", "0", screen, "-nolisten", "tcp", "-br",
+                                             "-noreset"});
     close(fds[1]);
     // The server writes its display number once it accepts connections.
     pollfd p{fds[0], POLLIN, 0};

@@ -66,7 +66,7 @@ as_user() {
 as_user bash -s "$tmp" "$seed" "$launched" <<'RUN'
 set -euo pipefail
 tmp=$1 seed=$2 launched=$3
-setpriv --pdeathsig KILL Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp \
+setpriv --pdeathsig KILL Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp -noreset \
   3>"$tmp/display" >"$tmp/xvfb.log" 2>&1 &
 xvfb=$!
 daemon=
