@@ -45,6 +45,7 @@ int runWindow(int argc, char** argv) {
     std::fprintf(stderr, "tavrel: no display to show the window on (DISPLAY is not set)\n");
     return 1;
   }
+  tavrel::Session::prepareApplication();
   QApplication app(argc, argv);
   tavrel::Session session;
   // Installed, the backdrops lie beside the program's own folder, wherever
