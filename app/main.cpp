@@ -47,6 +47,7 @@ int runWindow(int argc, char** argv) {
     std::fprintf(stderr, "tavrel: no display to show the window on (DISPLAY is not set)\n");
     return 1;
   }
+  tavrel::Session::prepareApplication();
   auto app = std::make_unique<QApplication>(argc, argv);
   // Names the desktop entry, so that a Wayland desktop shows the window under
   // its icon and name.

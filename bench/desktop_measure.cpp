@@ -113,6 +113,7 @@ double median(std::vector<double> v) {
 
 int main(int argc, char** argv) {
   using namespace tavrel;
+  Session::prepareApplication();
   QApplication app(argc, argv);
   Input input;
   if (!input.ok()) {

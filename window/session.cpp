@@ -48,6 +48,16 @@ Session::Session(double scale) : form_(formWithFont(scale)), program_(*form_), s
   program_.loadSettings();
 }
 
+void Session::prepareApplication() {
+  // The window's updates are small and come every frame: a picture moving a
+  // pixel at a time. Through shared memory, Qt's X11 backing store keeps a
+  // region of every update the server may still be reading and clears it
+  // only on a round trip to the server, so it grows frame by frame and
+  // uniting into it becomes most of a frame's work. Plain image requests
+  // keep nothing.
+  qputenv("QT_XCB_NO_MITSHM", "1");
+}
+
 void Session::show() {
   QScreen* s = screenOrPrimary(screen_);
   if (s) form_->setGeometry(s->availableGeometry());

@@ -26,6 +26,10 @@ class Session {
   // Maximised over the screen's available area, even without a window manager.
   void show();
 
+  // What Qt's platform must know before the QApplication is made; whatever
+  // runs the program calls it first.
+  static void prepareApplication();
+
  private:
   std::unique_ptr<Form> form_;
   Program program_;

@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "window/image_convert.h"
 
@@ -14,18 +15,50 @@ SurfaceView::SurfaceView(Surface& surface, double scale, QWidget* parent)
   setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
+namespace {
+
+// Within `box`, the pixels of `from` that differ from `shown` are copied to
+// `shown` and, converted, to `image`; returns the box around them. A
+// generation in screen-saver mode draws over the whole window and leaves it
+// as it was: comparing rows is far cheaper than converting and repainting them.
+PixelRect copyChanged(const Colour* from, int stride, const PixelRect& box, Colour* shown,
+                      QImage& image) {
+  PixelRect changed;
+  const std::size_t width = static_cast<std::size_t>(box.right - box.left + 1);
+  for (int y = box.top; y <= box.bottom; ++y) {
+    const std::size_t row = static_cast<std::size_t>(y) * stride;
+    const Colour* in = from + row;
+    Colour* was = shown + row;
+    if (std::memcmp(in + box.left, was + box.left, width * sizeof(Colour)) == 0) continue;
+    int first = box.left, last = box.right;
+    while (in[first] == was[first]) ++first;
+    while (in[last] == was[last]) --last;
+    std::copy(in + first, in + last + 1, was + first);
+    copyPixels(from, stride, first, y, last, y, image);
+    changed.unite({first, y, last, y});
+  }
+  return changed;
+}
+
+}  // namespace
+
 bool SurfaceView::refresh() {
   const bool resized = image_.width() != surface_.width() || image_.height() != surface_.height();
   if (!resized && surface_.version() == version_) return false;
   PixelRect damage = surface_.takeDamage();
-  if (resized) {
-    image_ = QImage(surface_.width(), surface_.height(), QImage::Format_RGB32);
-    damage = {0, 0, surface_.width() - 1, surface_.height() - 1};
-  }
   version_ = surface_.version();
+  const int w = surface_.width(), h = surface_.height();
+  if (resized) {
+    image_ = QImage(w, h, QImage::Format_RGB32);
+    damage = {0, 0, w - 1, h - 1};
+    shown_.assign(static_cast<std::size_t>(w) * h, 0);
+    if (w > 0 && h > 0) std::copy_n(surface_.scanline(0), shown_.size(), shown_.begin());
+    copyPixels(surface_.scanline(0), w, 0, 0, w - 1, h - 1, image_);
+  } else {
+    if (damage.empty()) return false;
+    damage = copyChanged(surface_.scanline(0), w, damage, shown_.data(), image_);
+  }
   if (damage.empty()) return false;
-  copyPixels(surface_.scanline(0), surface_.width(), damage.left, damage.top, damage.right,
-             damage.bottom, image_);
   update(QRect(static_cast<int>(std::floor(damage.left * scale_)),
                static_cast<int>(std::floor(damage.top * scale_)),
                static_cast<int>(std::ceil((damage.right - damage.left + 1) * scale_)) + 2,

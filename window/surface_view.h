@@ -5,6 +5,7 @@
 #include <QImage>
 #include <QWidget>
 #include <functional>
+#include <vector>
 
 #include "canvas/surface.h"
 
@@ -15,7 +16,8 @@ class SurfaceView : public QWidget {
   SurfaceView(Surface& surface, double scale, QWidget* parent = nullptr);
 
   // Copies what changed on the surface since the last call and asks for a
-  // repaint of just that; true when anything changed.
+  // repaint of just that: pixels drawn over with what they held already
+  // count as unchanged. True when anything changed.
   bool refresh();
   // Whether the surface changed since the last refresh.
   bool stale() const {
@@ -38,6 +40,9 @@ class SurfaceView : public QWidget {
   Surface& surface_;
   double scale_;
   QImage image_;
+  // The surface's pixels as `image_` shows them: a cheap way to tell which
+  // damaged pixels really changed.
+  std::vector<Colour> shown_;
   std::uint64_t version_ = ~std::uint64_t{0};
 };
 

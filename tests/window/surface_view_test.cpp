@@ -1,0 +1,79 @@
+// What a view of a surface shows, and when it repaints: every changed pixel
+// reaches the screen at the display scale, and pixels drawn over with the
+// colour they held ask for no repaint at all.
+#include "window/surface_view.h"
+
+#include <gtest/gtest.h>
+
+#include <QImage>
+
+#include "window/image_convert.h"
+
+namespace tavrel {
+namespace {
+
+constexpr Colour kRed = 0x0000FF, kBlue = 0xFF0000;
+
+// The view's pixel under the middle of program pixel (x, y).
+Colour shown(SurfaceView& view, double scale, int x, int y) {
+  const QImage img = view.grab().toImage();
+  return fromQRgb(
+      img.pixel(static_cast<int>((x + 0.5) * scale), static_cast<int>((y + 0.5) * scale)));
+}
+
+TEST(SurfaceView, OnlyRealChangesRepaintAndEachReachesTheScreen) {
+  for (const double scale : {1.0, 2.0, 1.5}) {
+    SCOPED_TRACE(scale);
+    Surface s(12, 10, kBlack);
+    SurfaceView view(s, scale);
+    view.resize(static_cast<int>(12 * scale), static_cast<int>(10 * scale));
+    EXPECT_TRUE(view.refresh());  // the first copy
+    EXPECT_FALSE(view.refresh());
+
+    // A whole-surface wipe to the colour it has, as a generation in
+    // screen-saver mode leaves the window: nothing to repaint.
+    s.Line(LineFlags::FilledBox, 0, 0, 100, 100, kBlack);
+    EXPECT_TRUE(view.stale());
+    EXPECT_FALSE(view.refresh());
+    EXPECT_FALSE(view.stale());
+
+    // Drawn over and back within one step: still nothing.
+    s.Line(LineFlags::FilledBox, 2, 2, 9, 7, kRed);
+    s.Line(LineFlags::FilledBox, 2, 2, 9, 7, kBlack);
+    EXPECT_FALSE(view.refresh());
+
+    // Changes in two far corners, inside a wipe: both shown, the rest kept.
+    s.Line(LineFlags::FilledBox, 0, 0, 100, 100, kBlack);
+    s.plot(0, 0, kRed);
+    s.plot(11, 9, kBlue);
+    EXPECT_TRUE(view.refresh());
+    EXPECT_EQ(shown(view, scale, 0, 0), kRed);
+    EXPECT_EQ(shown(view, scale, 11, 9), kBlue);
+    EXPECT_EQ(shown(view, scale, 5, 5), kBlack);
+
+    // And back: the old colour returns on the screen.
+    s.plot(0, 0, kBlack);
+    EXPECT_TRUE(view.refresh());
+    EXPECT_EQ(shown(view, scale, 0, 0), kBlack);
+    EXPECT_EQ(shown(view, scale, 11, 9), kBlue);
+  }
+}
+
+TEST(SurfaceView, ANewSizeIsCopiedWhole) {
+  Surface s(6, 4, kBlue);
+  SurfaceView view(s, 1.0);
+  view.resize(20, 20);
+  EXPECT_TRUE(view.refresh());
+  s.resize(10, 8);  // new pixels take the back colour
+  s.plot(9, 7, kRed);
+  EXPECT_TRUE(view.refresh());
+  EXPECT_EQ(shown(view, 1.0, 0, 0), kBlue);
+  EXPECT_EQ(shown(view, 1.0, 8, 6), kBlue);
+  EXPECT_EQ(shown(view, 1.0, 9, 7), kRed);
+  // Same size, same pixels: nothing.
+  s.Line(LineFlags::FilledBox, 0, 0, 5, 5, kBlue);
+  EXPECT_FALSE(view.refresh());
+}
+
+}  // namespace
+}  // namespace tavrel
