@@ -183,8 +183,8 @@ int main(int argc, char** argv) {
         auto poll = std::make_shared<std::function<void(int)>>();
         *poll = [&, times, done, poll](int left) {
           if (watch.seen || left == 0) {
-            times->push_back(watch.seen ? std::chrono::duration<double, std::milli>(
-                                              watch.painted - watch.clicked)
+            times->push_back(watch.seen ? std::chrono::duration<double, std::milli>(watch.painted -
+                                                                                    watch.clicked)
                                               .count()
                                         : INFINITY);
             input.key(XK_Escape);
@@ -198,8 +198,7 @@ int main(int argc, char** argv) {
     }
     script.then(0, [times, name] {
       std::printf("%-32s menu shown after %6.1f ms median, %6.1f ms at most (%zu clicks)\n", name,
-                  median(*times), *std::max_element(times->begin(), times->end()),
-                  times->size());
+                  median(*times), *std::max_element(times->begin(), times->end()), times->size());
     });
   };
 

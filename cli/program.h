@@ -30,9 +30,9 @@ int guardedMain(const char* program, Body&& body) {
     return body();
   } catch (const std::exception& e) {
     const std::string what = e.what();
-    std::fprintf(stderr, "%s: %s\n", program,
-                 (isPrintableText(what) && what.size() <= kQuoteLimit ? what : quotedText(what))
-                     .c_str());
+    std::fprintf(
+        stderr, "%s: %s\n", program,
+        (isPrintableText(what) && what.size() <= kQuoteLimit ? what : quotedText(what)).c_str());
   } catch (...) {
     std::fprintf(stderr, "%s: stopped by an unexpected failure\n", program);
   }

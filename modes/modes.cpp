@@ -38,7 +38,8 @@ void repeatTile(RunHost& host, const AppState& st, double left, double top) {
   const Picture tile = host.SurfacePicture1().Image();
   Surface& win = host.SurfaceWindow();
   const int period = static_cast<int>(st.swidth) - 2;
-  const int x0 = static_cast<int>(left) % period - period, y0 = static_cast<int>(top) % period - period;
+  const int x0 = static_cast<int>(left) % period - period,
+            y0 = static_cast<int>(top) % period - period;
   for (int y = y0; y < win.height(); y += period)
     for (int x = x0; x < win.width(); x += period)
       win.PaintPicture(*tile, x, y, period, period, 1, 1, period, period);
@@ -177,8 +178,8 @@ void ssaverClick(RunHost& host, AppState& st) {
   st.abb = Int(host.ScaleWidth() / 2.0) - st.swidth / 2;
   st.dbb = Int(host.ScaleHeight() / 2.0) - st.swidth / 2;
   st.bounce.emplace(static_cast<int>(host.ScaleWidth()), static_cast<int>(host.ScaleHeight()),
-                    static_cast<int>(st.swidth), static_cast<int>(st.abb),
-                    static_cast<int>(st.dbb), st.awb > 0, st.bwb > 0);
+                    static_cast<int>(st.swidth), static_cast<int>(st.abb), static_cast<int>(st.dbb),
+                    st.awb > 0, st.bwb > 0);
   host.movePicture1(CSng(st.abb), CSng(st.dbb));
 }
 

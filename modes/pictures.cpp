@@ -1,9 +1,8 @@
 #include "modes/pictures.h"
 
-#include <cmath>
-
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <ctime>
 #include <system_error>
 

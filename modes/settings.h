@@ -23,7 +23,7 @@ struct Settings {
   double tcolor = kTrueColours;
   PatternMode pattern = PatternMode::single;
   UserPalette palette = basicPalette();
-  int zoom = 4;  // how many times larger a saved picture is
+  int zoom = 4;          // how many times larger a saved picture is
   double printsize = 5;  // centimetres that 100 picture pixels take on paper
 
   bool operator==(const Settings&) const = default;

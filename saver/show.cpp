@@ -171,5 +171,4 @@ bool FrameRate::frame(Timeline::Clock::time_point now) {
   return true;
 }
 
-
 }  // namespace tavrel::saver

@@ -8,8 +8,9 @@
 namespace tavrel::testing_support {
 
 template <typename Pixel>
-int mirrorMismatches(int left, int top, int right, int bottom, bool diagonal, Pixel pixel,
-                     const std::function<bool(decltype(pixel(0, 0)), decltype(pixel(0, 0)))>& same) {
+int mirrorMismatches(
+    int left, int top, int right, int bottom, bool diagonal, Pixel pixel,
+    const std::function<bool(decltype(pixel(0, 0)), decltype(pixel(0, 0)))>& same) {
   int bad = 0;
   for (int y = top; y <= bottom; ++y)
     for (int x = left; x <= right; ++x) {

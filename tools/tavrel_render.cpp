@@ -22,13 +22,13 @@
 #include "canvas/palette.h"
 #include "canvas/png_text.h"
 #include "cli/options.h"
+#include "cli/program.h"
 #include "pattern/makeshape2.h"
 #include "shape/makeshape.h"
 #include "stages/host.h"
 #include "stages/stages.h"
 #include "state/app_state.h"
 #include "state/recipe.h"
-#include "cli/program.h"
 
 namespace tavrel {
 namespace {
@@ -390,4 +390,3 @@ int main(int argc, char** argv) {
   using namespace tavrel;
   return cli::guardedMain("tavrel-render", [&] { return run(argc, argv); });
 }
-

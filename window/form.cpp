@@ -136,7 +136,7 @@ void Form::connectControls() {
   // On the information page a key that a click would equal goes back, as
   // the click does; the keys are the page's only while it is up.
   for (const QKeySequence& key : {QKeySequence(Qt::Key_Escape), QKeySequence(Qt::Key_Return),
-                                 QKeySequence(Qt::Key_Enter), QKeySequence(Qt::Key_Space)}) {
+                                  QKeySequence(Qt::Key_Enter), QKeySequence(Qt::Key_Space)}) {
     auto* back = new QShortcut(key, this);
     back->setEnabled(false);
     connect(back, &QShortcut::activated, this,

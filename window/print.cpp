@@ -37,8 +37,8 @@ void paintPage(QPrinter& printer, const ImageData& picture, bool repeatTile, dou
   }
 }
 
-void printWithDialog(QWidget* parent, const ImageData& picture, bool repeatTile,
-                     double centimetres, std::function<void(double)> printed) {
+void printWithDialog(QWidget* parent, const ImageData& picture, bool repeatTile, double centimetres,
+                     std::function<void(double)> printed) {
   auto printer = std::make_shared<QPrinter>(QPrinter::HighResolution);
   printer->setResolution(300);  // fine enough for crisp blocks, small enough for a PDF
   auto* dialog = new QPrintDialog(printer.get(), parent);
@@ -52,11 +52,12 @@ void printWithDialog(QWidget* parent, const ImageData& picture, bool repeatTile,
   auto* layout = new QFormLayout(options);
   layout->addRow(repeatTile ? "Size of one tile:" : "Size of the shape:", size);
   dialog->setOptionTabs({options});
-  QObject::connect(dialog, &QDialog::accepted, dialog, [printer, picture, repeatTile, size, printed] {
-    const double cm = size->currentData().toDouble();
-    paintPage(*printer, picture, repeatTile, cm);
-    printed(cm);
-  });
+  QObject::connect(dialog, &QDialog::accepted, dialog,
+                   [printer, picture, repeatTile, size, printed] {
+                     const double cm = size->currentData().toDouble();
+                     paintPage(*printer, picture, repeatTile, cm);
+                     printed(cm);
+                   });
   dialog->open();
 }
 

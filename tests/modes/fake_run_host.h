@@ -18,8 +18,10 @@ class FakeRunHost : public HeadlessHost, public RunHost {
 
   std::map<Control, bool> visible{{Control::Command1, true}, {Control::Command3, true}};
   bool panelShown = false;
-  std::map<Menu, bool> checked{{Menu::regmode, true}, {Menu::tfast, true},
-                               {Menu::tcolorm, true}, {Menu::csingle, true},
+  std::map<Menu, bool> checked{{Menu::regmode, true},
+                               {Menu::tfast, true},
+                               {Menu::tcolorm, true},
+                               {Menu::csingle, true},
                                {Menu::scenter, true}};
   std::map<TimerId, bool> enabled{{TimerId::Timer4, true}};
   std::map<TimerId, Long> interval{{TimerId::Timer2, 3000}, {TimerId::Timer4, 5000}};

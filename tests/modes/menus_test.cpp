@@ -37,7 +37,8 @@ TEST_F(Menus, TickGroupsStayExclusiveAndGuardsHold) {
 
   const auto colours = {Menu::tcolorm, Menu::bcolorm, Menu::uedit};
   for (auto [entry, tcolor] : {std::pair{Menu::bcolorm, kBasicColours},
-                               {Menu::uedit, kUserColours}, {Menu::tcolorm, kTrueColours}}) {
+                               {Menu::uedit, kUserColours},
+                               {Menu::tcolorm, kTrueColours}}) {
     st.tcolor = 5;
     program.menuClick(entry);
     program.menuClick(entry);  // chosen again: the same value written again
@@ -81,10 +82,11 @@ TEST_F(Menus, OptionButtonsFieldLimitsAndTheSideStepper) {
   const struct {
     Field field;
     const char *typed, *after;
-  } cases[] = {{Field::Text3, "26", "25"}, {Field::Text3, "25", "25"}, {Field::Text3, "0", "0"},
-               {Field::Text5, "99", "50"}, {Field::Text5, "x", "x"},   {Field::Text2, "401", "400"},
-               {Field::Text6, "30", "25"}, {Field::Text7, "10", "9"},  {Field::Text7, "9", "9"},
-               {Field::Text5, "1e999", "1e999"}};  // too large to read: passed over
+  } cases[] = {
+      {Field::Text3, "26", "25"},      {Field::Text3, "25", "25"}, {Field::Text3, "0", "0"},
+      {Field::Text5, "99", "50"},      {Field::Text5, "x", "x"},   {Field::Text2, "401", "400"},
+      {Field::Text6, "30", "25"},      {Field::Text7, "10", "9"},  {Field::Text7, "9", "9"},
+      {Field::Text5, "1e999", "1e999"}};  // too large to read: passed over
   for (const auto& c : cases) {
     host.setText(c.field, c.typed);
     if (c.field == Field::Text6 || c.field == Field::Text7)

@@ -39,8 +39,11 @@ TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
   EXPECT_EQ(parseSettings("zoom=1e999").zoom, kMaxSaveZoom);
   EXPECT_EQ(parseSettings("seconds=1e999").seconds, "1e");
   // A printed size is one of those offered: the nearest, or the largest.
-  for (auto [text, cm] : {std::pair{"printsize=10", 10.0}, {"printsize=3", 2.5},
-                          {"printsize=-1", 5.0}, {"printsize=x", 5.0}, {"printsize=1e999", 20.0}})
+  for (auto [text, cm] : {std::pair{"printsize=10", 10.0},
+                          {"printsize=3", 2.5},
+                          {"printsize=-1", 5.0},
+                          {"printsize=x", 5.0},
+                          {"printsize=1e999", 20.0}})
     EXPECT_EQ(parseSettings(text).printsize, cm) << text;
 }
 

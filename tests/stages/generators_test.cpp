@@ -172,8 +172,9 @@ TEST_P(Generators, PicturesOfWideAndTallSurfacesStayTheSame) {
   using Hashes = std::vector<std::uint64_t>;
   // The same on both: what a generation makes does not depend on the shape
   // of the surface around its box.
-  EXPECT_EQ(hashes, (GetParam() == makeshape ? Hashes{0x4593b71aee1bbeb7ull, 0x4593b71aee1bbeb7ull}
-                                             : Hashes{0x04eec58dd5593d8full, 0x04eec58dd5593d8full}));
+  EXPECT_EQ(hashes,
+            (GetParam() == makeshape ? Hashes{0x4593b71aee1bbeb7ull, 0x4593b71aee1bbeb7ull}
+                                     : Hashes{0x04eec58dd5593d8full, 0x04eec58dd5593d8full}));
 }
 
 TEST_P(Generators, TheScreenSaversPictureIsTheSameUnderTheCover) {

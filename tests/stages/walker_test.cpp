@@ -13,8 +13,8 @@ using namespace stages;
 TEST(Walker, NormalisingKeepsSignsAndMakesTheLargerMagnitudeOne) {
   struct Case {
     double u, v, wantU, wantV;
-  } cases[] = {{1, 0.3, 1, 0.3},       {0.5, -0.25, 1, -0.5},  {-0.2, 0.8, -0.25, 1},
-               {-2, 2, -1, 1},         {-4, 0.5, -1, 0.125},   {0.25, -1, 0.25, -1}};
+  } cases[] = {{1, 0.3, 1, 0.3}, {0.5, -0.25, 1, -0.5}, {-0.2, 0.8, -0.25, 1},
+               {-2, 2, -1, 1},   {-4, 0.5, -1, 0.125},  {0.25, -1, 0.25, -1}};
   for (const Case& c : cases) {
     double u = c.u, v = c.v;
     normalise(u, v);

@@ -7,9 +7,9 @@
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
-#include <QStyle>
 #include <QPrinter>
 #include <QPushButton>
+#include <QStyle>
 #include <QTemporaryDir>
 #include <QTest>
 #include <algorithm>
@@ -154,8 +154,7 @@ TEST(Captions, WholeInTheWindowsOneFontAtEveryScale) {
         if (a->menu()) menus.push_back(a->menu());
         if (!a->isVisible()) continue;
         const QRect entry = menu->actionGeometry(a);
-        EXPECT_GE(entry.width(),
-                  menu->fontMetrics().horizontalAdvance(a->text()) + entry.height())
+        EXPECT_GE(entry.width(), menu->fontMetrics().horizontalAdvance(a->text()) + entry.height())
             << a->text().toStdString() << " at scale " << scale;
       }
     }

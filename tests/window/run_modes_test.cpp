@@ -127,8 +127,7 @@ TEST_F(RunModes, SavedPicturesAreMadeAgainExactly) {
   qputenv("HOME", home.c_str());
   qputenv("XDG_CONFIG_HOME", (home + "/.config").c_str());
   auto save = [&] { QTest::keyClick(&form, Qt::Key_S); };
-  run({[&] { child<QPushButton>("Command3")->click(); },
-       save,
+  run({[&] { child<QPushButton>("Command3")->click(); }, save,
        [&] {
          // Typing an S in a field is typing, not saving.
          child<QLineEdit>("Text3")->setFocus();
