@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <QImage>
+#include <QPaintEvent>
+#include <QtTest/QTest>
 
 #include "window/image_convert.h"
 
@@ -56,6 +58,36 @@ TEST(SurfaceView, OnlyRealChangesRepaintAndEachReachesTheScreen) {
     EXPECT_TRUE(view.refresh());
     EXPECT_EQ(shown(view, scale, 0, 0), kBlack);
     EXPECT_EQ(shown(view, scale, 11, 9), kBlue);
+  }
+}
+
+// What the view asks Qt to repaint covers the changed pixels at the display
+// scale, wherever they lie, so nothing stale stays on the screen.
+TEST(SurfaceView, TheRepaintCoversWhatChanged) {
+  struct Painted : QObject {
+    QRegion region;
+    bool eventFilter(QObject*, QEvent* e) override {
+      if (e->type() == QEvent::Paint) region += static_cast<QPaintEvent*>(e)->region();
+      return false;
+    }
+  };
+  for (const double scale : {1.0, 2.0, 1.5}) {
+    SCOPED_TRACE(scale);
+    Surface s(40, 30, kBlack);
+    SurfaceView view(s, scale);
+    view.resize(static_cast<int>(40 * scale), static_cast<int>(30 * scale));
+    view.show();
+    view.refresh();
+    QCoreApplication::processEvents();  // the first paint, of everything
+    Painted painted;
+    view.installEventFilter(&painted);
+    s.Line(LineFlags::FilledBox, 30, 20, 35, 24, kRed);
+    EXPECT_TRUE(view.refresh());
+    for (int i = 0; i < 100 && painted.region.isEmpty(); ++i) QTest::qWait(5);
+    const QRect drawn(static_cast<int>(30 * scale), static_cast<int>(20 * scale),
+                      static_cast<int>(6 * scale), static_cast<int>(5 * scale));
+    EXPECT_TRUE(painted.region.contains(drawn))
+        << painted.region.boundingRect().x() << "," << painted.region.boundingRect().y();
   }
 }
 
