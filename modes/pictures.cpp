@@ -62,7 +62,7 @@ void saveShapeClick(RunHost& host, AppState& st) {
   const Bytes png = encodePng(zoomed(*shape, zoom),
                               {{std::string(kRecipeKeyword), recipeToText(st.picture1Recipe)}});
   const std::string folder = host.picturesFolder();
-  const std::string kind = st.picture1Recipe.generator == Generator::pattern ? "pattern" : "shape";
+  const std::string kind(wordOf(st.picture1Recipe.generator));
   std::string why = "no Pictures folder is known";
   const auto written = folder.empty() ? std::nullopt
                                       : writeNewFile(std::filesystem::path(folder) / "Tavrel",

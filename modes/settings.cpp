@@ -1,9 +1,11 @@
 #include "modes/settings.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <map>
 #include <sstream>
 #include <system_error>
+#include <type_traits>
 
 #include "canvas/files.h"
 #include "canvas/text.h"
@@ -55,12 +57,6 @@ std::string asTyped(std::string_view text, double limit) {
   return t;
 }
 
-const char* colourName(double tcolor) {
-  if (tcolor == kBasicColours) return "basic";
-  if (tcolor == kUserColours) return "user";
-  return "true";
-}
-
 }  // namespace
 
 Settings parseSettings(std::string_view ini) {
@@ -81,18 +77,16 @@ Settings parseSettings(std::string_view ini) {
   Settings s;
   if (auto v = value("detail")) s.detail = asTyped(*v, 25);
   if (auto v = value("seconds")) s.seconds = asTyped(*v, 50);
-  if (auto v = value("style"); v && (*v == "fancy" || *v == "regular")) s.fancy = *v == "fancy";
-  if (auto v = value("speed"); v && (*v == "fast" || *v == "slow")) s.slow = *v == "slow";
-  if (auto v = value("colors")) {
-    if (*v == "true") s.tcolor = kTrueColours;
-    if (*v == "basic") s.tcolor = kBasicColours;
-    if (*v == "user") s.tcolor = kUserColours;
-  }
-  if (auto v = value("pattern")) {
-    if (*v == "single") s.pattern = PatternMode::single;
-    if (*v == "part") s.pattern = PatternMode::part;
-    if (*v == "repeat") s.pattern = PatternMode::repeat;
-  }
+  // A word the vocabulary does not know leaves the design value.
+  const auto choice = [&](auto& into) {
+    using Choice = std::remove_reference_t<decltype(into)>;
+    if (auto v = value(Vocabulary<Choice>::name))
+      if (auto c = choiceOf<Choice>(*v)) into = *c;
+  };
+  choice(s.style);
+  choice(s.speed);
+  choice(s.colours);
+  choice(s.pattern);
   if (auto v = value("palette")) paletteFromText(*v, s.palette);
   if (auto v = value("zoom")) {
     try {
@@ -118,14 +112,10 @@ std::string formatSettings(const Settings& s) {
   out << kSection << "\n"
       << "detail=" << s.detail << "\n"
       << "seconds=" << s.seconds << "\n"
-      << "style=" << (s.fancy ? "fancy" : "regular") << "\n"
-      << "speed=" << (s.slow ? "slow" : "fast") << "\n"
-      << "colors=" << colourName(s.tcolor) << "\n"
-      << "pattern="
-      << (s.pattern == PatternMode::repeat ? "repeat"
-          : s.pattern == PatternMode::part ? "part"
-                                           : "single")
-      << "\n"
+      << "style=" << wordOf(s.style) << "\n"
+      << "speed=" << wordOf(s.speed) << "\n"
+      << "colors=" << wordOf(s.colours) << "\n"
+      << "pattern=" << wordOf(s.pattern) << "\n"
       << "palette=" << paletteToText(s.palette) << "\n"
       << "zoom=" << s.zoom << "\n"
       << "printsize=" << s.printsize << "\n";
@@ -148,11 +138,11 @@ Settings currentSettings(RunHost& host, const AppState& st) {
   Settings s;
   s.detail = host.text(Field::Text3);
   s.seconds = host.text(Field::Text5);
-  s.fancy = host.option2Value();
-  s.slow = host.isChecked(Menu::tslow);
-  s.tcolor = host.isChecked(Menu::bcolorm) ? kBasicColours
-             : host.isChecked(Menu::uedit) ? kUserColours
-                                           : kTrueColours;
+  s.style = host.option2Value() ? Style::fancy : Style::regular;
+  s.speed = host.isChecked(Menu::tslow) ? Speed::slow : Speed::fast;
+  s.colours = host.isChecked(Menu::bcolorm) ? ColourMode::basic
+              : host.isChecked(Menu::uedit) ? ColourMode::user
+                                            : ColourMode::trueColours;
   s.pattern = host.isChecked(Menu::cpattern) ? PatternMode::repeat
               : host.isChecked(Menu::cpp9)   ? PatternMode::part
                                              : PatternMode::single;
@@ -165,16 +155,16 @@ Settings currentSettings(RunHost& host, const AppState& st) {
 void applySettings(RunHost& host, AppState& st, const Settings& s) {
   host.setText(Field::Text3, s.detail);
   host.setText(Field::Text5, s.seconds);
-  host.selectOption2(s.fancy);
-  optionClick(st, s.fancy);
-  if (s.slow) {
+  host.selectOption2(s.style == Style::fancy);
+  optionClick(st, s.style == Style::fancy);
+  if (s.speed == Speed::slow) {
     tslowClick(host, st);
   } else {
     tfastClick(host, st);
   }
-  if (s.tcolor == kBasicColours) {
+  if (s.colours == ColourMode::basic) {
     bcolormClick(host, st);
-  } else if (s.tcolor == kUserColours) {
+  } else if (s.colours == ColourMode::user) {
     ueditClick(host, st);
   } else {
     tcolormClick(host, st);
@@ -199,10 +189,17 @@ std::optional<Settings> readSettingsFile(const std::filesystem::path& path) {
 
 void saveSettingsClick(RunHost& host, AppState& st) {
   const std::filesystem::path path = settingsPath();
+  if (path.empty()) {
+    host.showMessage("The settings could not be saved: no home folder is known.");
+    return;
+  }
   std::error_code ec;
-  if (!path.empty()) std::filesystem::create_directories(path.parent_path(), ec);
-  if (path.empty() || ec || !writeFile(path, formatSettings(currentSettings(host, st)))) {
-    host.showMessage("The settings could not be saved to " + path.string() + ".");
+  std::filesystem::create_directories(path.parent_path(), ec);
+  if (!ec && !writeFile(path, formatSettings(currentSettings(host, st))))
+    ec = std::error_code(errno, std::generic_category());
+  if (ec) {
+    host.showMessage("The settings could not be saved to " + path.string() + ": " + ec.message() +
+                     ".");
     return;
   }
   host.showNote("Settings saved to " + path.string());

@@ -13,14 +13,12 @@
 
 namespace tavrel {
 
-enum class PatternMode { single, part, repeat };
-
 struct Settings {
   std::string detail = "16";   // the text of Text3
   std::string seconds = "10";  // the text of Text5
-  bool fancy = true;
-  bool slow = false;
-  double tcolor = kTrueColours;
+  Style style = Style::fancy;
+  Speed speed = Speed::fast;
+  ColourMode colours = ColourMode::trueColours;
   PatternMode pattern = PatternMode::single;
   UserPalette palette = basicPalette();
   int zoom = 4;          // how many times larger a saved picture is

@@ -39,7 +39,8 @@ Ending run(XScreen& screen, const Settings& s, std::uint32_t seed) {
   // of the renderer.
   Random directions(seed ^ 0x9E3779B9u);
   Bounce bounce = firstBounce(layout.width, layout.height, directions);
-  Timeline timeline(Clock::now(), std::chrono::seconds(s.interval), bounceStepPeriod(s.fast));
+  Timeline timeline(Clock::now(), std::chrono::seconds(s.interval),
+                    bounceStepPeriod(s.speed == Speed::fast));
   FrameRate rate(Clock::now());
   const bool showRate = s.fps;
   Picture current;
@@ -99,7 +100,7 @@ int runModule(int argc, char** argv) {
     return 0;
   }
   if (settings.version) {
-    std::cout << "tavrel-saver " << tavrel::cli::kVersion << "\n";
+    std::cout << tavrel::cli::versionText("tavrel-saver");
     return 0;
   }
   const auto target =

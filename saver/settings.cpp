@@ -45,32 +45,27 @@ Check setInterval(Settings& s, std::string_view v) {
 }
 
 Check setSpeed(Settings& s, std::string_view v) {
-  if (v != "slow" && v != "fast") return "speed must be slow or fast, not " + quotedText(v);
-  s.fast = v == "fast";
-  return kOk;
+  return cli::readChoice(v, s.speed);
 }
 
 Check setGenerator(Settings& s, std::string_view v) {
-  if (v != "shape" && v != "pattern")
-    return "generator must be shape or pattern, not " + quotedText(v);
-  s.generator = v == "shape" ? Generator::shape : Generator::pattern;
-  return kOk;
+  return cli::readChoice(v, s.run.generator);
 }
 
+// The module has no palette of its own to paint with.
 Check setColors(Settings& s, std::string_view v) {
-  if (v != "true" && v != "basic") return "colors must be true or basic, not " + quotedText(v);
-  s.trueColours = v == "true";
-  return kOk;
+  return cli::readChoice(v, s.run.colours, {ColourMode::trueColours, ColourMode::basic});
 }
 
 Check setStyle(Settings& s, std::string_view v) {
-  if (v != "fancy" && v != "regular") return "style must be fancy or regular, not " + quotedText(v);
-  s.fancy = v == "fancy";
-  return kOk;
+  return cli::readChoice(v, s.run.style);
 }
 
 Check setDetail(Settings& s, std::string_view v) {
-  return cli::readWhole(v, 1, 25, "a detail", s.detail);
+  int detail = 0;
+  if (Check c = cli::readWhole(v, 1, 25, "a detail", detail)) return c;
+  s.run.detail = std::to_string(detail);
+  return kOk;
 }
 
 Check setSeed(Settings& s, std::string_view v) {
@@ -93,7 +88,7 @@ constexpr Option kOptions[] = {
     {"--seed", "N", "", "random seed, 0 to 4294967295 (default: the clock)", setSeed},
     {"--fps", "", "", "show the frame rate in a corner", cli::setSwitch<&Settings::fps>},
     {"--no-input-exit", "", "", "on Wayland, keep running on keys and pointer", keepOnInput},
-    {"--help", "", "", "show this text and exit", cli::setSwitch<&Settings::help>},
+    {"--help", "", "", "show this text and exit (also -h)", cli::setSwitch<&Settings::help>},
     {"--version", "", "", "show the version and exit", cli::setSwitch<&Settings::version>},
 };
 

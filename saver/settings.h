@@ -22,15 +22,19 @@ enum class Target {
   wayland,    // every output of a Wayland desktop
 };
 
+inline RunChoices screenSaverRun() {
+  RunChoices r;
+  r.screensaver = true;
+  return r;
+}
+
 struct Settings {
   Target target = Target::unset;
   std::uint32_t windowId = 0;
   int interval = 10;  // seconds between pictures
-  bool fast = true;
-  Generator generator = Generator::shape;
-  bool trueColours = true;
-  bool fancy = true;
-  int detail = 16;
+  Speed speed = Speed::fast;
+  // The pictures' choices; a module always generates as in screen-saver mode.
+  RunChoices run = screenSaverRun();
   std::optional<std::uint32_t> seed;  // none: taken from the clock
   bool fps = false;
   bool inputExits = true;  // on Wayland the first key, button or motion ends it

@@ -36,18 +36,9 @@ Layout layoutFor(int deviceWidth, int deviceHeight, std::optional<std::string_vi
 }
 
 Pictures::Pictures(const Settings& s, std::uint32_t seed, int width, int height)
-    : host_(surfaceSide(width), surfaceSide(height)), generator_(s.generator) {
+    : host_(surfaceSide(width), surfaceSide(height)), generator_(s.run.generator) {
   // The recipe tavrel-render --screensaver starts from with these options.
-  Recipe r;
-  r.generator = s.generator;
-  r.width = host_.ScaleWidth();
-  r.height = host_.ScaleHeight();
-  r.text3 = std::to_string(s.detail);
-  r.fancy = s.fancy;
-  r.tcolor = s.trueColours ? kTrueColours : kBasicColours;
-  r.ssmode = 1;
-  r.random = Random(seed).state();
-  stages::startFrom(r, host_, st_);
+  stages::startFrom(firstRecipe(s.run, host_.ScaleWidth(), host_.ScaleHeight(), seed), host_, st_);
 }
 
 Picture Pictures::next() {

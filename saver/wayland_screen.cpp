@@ -809,7 +809,7 @@ std::optional<std::string> Wayland::connect() {
 Ending Wayland::run() {
   Pictures pictures(settings_, seed_, 1000, 1000);
   Timeline timeline(Clock::now(), std::chrono::seconds(settings_.interval),
-                    bounceStepPeriod(settings_.fast));
+                    bounceStepPeriod(settings_.speed == Speed::fast));
   Picture current;
   Scene scene;
   FrameRate rate(Clock::now());
@@ -817,7 +817,7 @@ Ending Wayland::run() {
   const int fd = wl_display_get_fd(display_);
   // The compositor's frame callbacks pace the drawing: a step due before
   // the next frame could show it is taken at the callback, not woken for.
-  const Clock::duration early = bounceStepPeriod(settings_.fast);
+  const Clock::duration early = bounceStepPeriod(settings_.speed == Speed::fast);
   for (;;) {
     if (closed || (input && settings_.inputExits)) return {};
     const Timeline::Due due = timeline.take(Clock::now() + early);

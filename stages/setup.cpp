@@ -55,8 +55,8 @@ Recipe recipeNow(GeneratorHost& host, const AppState& st, Generator g) {
   r.text1 = host.text(Field::Text1);
   r.text3 = host.text(Field::Text3);
   r.text4 = host.text(Field::Text4);
-  r.fancy = host.option2Value();
-  r.tcolor = st.tcolor;
+  r.style = host.option2Value() ? Style::fancy : Style::regular;
+  r.colours = colourModeOf(st.tcolor);
   r.ssmode = st.ssmode;
   r.lastcolor = st.lastcolor;
   r.random = st.rnd.state();
@@ -69,8 +69,8 @@ void startFrom(const Recipe& r, HeadlessHost& host, AppState& st) {
   host.setText(Field::Text1, r.text1);
   host.setText(Field::Text3, r.text3);
   host.setText(Field::Text4, r.text4);
-  host.option2 = r.fancy;
-  st.tcolor = r.tcolor;
+  host.option2 = r.style == Style::fancy;
+  st.tcolor = tcolorOf(r.colours);
   st.ssmode = r.ssmode;
   st.lastcolor = r.lastcolor;
   st.rnd.setState(r.random);

@@ -39,13 +39,22 @@ std::optional<T> number(std::string_view s) {
   return v;
 }
 
-const char* colourModeName(double tcolor) {
-  if (tcolor == kBasicColours) return "basic";
-  if (tcolor == kUserColours) return "user";
-  return "true";
-}
-
 }  // namespace
+
+Recipe firstRecipe(const RunChoices& c, int width, int height, std::uint32_t seed) {
+  Recipe r;
+  r.generator = c.generator;
+  r.width = width;
+  r.height = height;
+  r.text3 = c.detail;
+  r.text4 = c.sides;
+  r.style = c.style;
+  r.colours = c.colours;
+  r.ssmode = c.screensaver ? 1 : 0;
+  r.random = Random(seed).state();
+  r.palette = c.palette;
+  return r;
+}
 
 std::string paletteToText(const UserPalette& p) {
   std::string t;
@@ -76,11 +85,11 @@ bool isFieldText(std::string_view text) {
 
 std::string recipeToText(const Recipe& r) {
   std::string t = "generator=";
-  t += r.generator == Generator::pattern ? "pattern" : "shape";
+  t += wordOf(r.generator);
   t += "\nsurface=" + std::to_string(r.width) + "x" + std::to_string(r.height);
   t += "\ntext1=" + r.text1 + "\ntext3=" + r.text3 + "\ntext4=" + r.text4;
-  t += std::string("\nstyle=") + (r.fancy ? "fancy" : "regular");
-  t += std::string("\ncolors=") + colourModeName(r.tcolor);
+  t += "\nstyle=" + std::string(wordOf(r.style));
+  t += "\ncolors=" + std::string(wordOf(r.colours));
   t += "\nscreensaver=" + std::to_string(r.ssmode == 1 ? 1 : 0);
   t += "\nlastcolor=" + std::to_string(r.lastcolor);
   t += "\npalette=" + paletteToText(r.palette);
@@ -109,9 +118,13 @@ std::optional<Recipe> recipeFromText(std::string_view text) {
     if (!field(key)) return std::nullopt;
 
   Recipe r;
-  const std::string& g = *field("generator");
-  if (g != "shape" && g != "pattern") return std::nullopt;
-  r.generator = g == "pattern" ? Generator::pattern : Generator::shape;
+  const auto generator = choiceOf<Generator>(*field("generator"));
+  const auto style = choiceOf<Style>(*field("style"));
+  const auto colours = choiceOf<ColourMode>(*field("colors"));
+  if (!generator || !style || !colours) return std::nullopt;
+  r.generator = *generator;
+  r.style = *style;
+  r.colours = *colours;
 
   const std::string& size = *field("surface");
   const auto x = size.find('x');
@@ -126,21 +139,6 @@ std::optional<Recipe> recipeFromText(std::string_view text) {
   r.text3 = *field("text3");
   r.text4 = *field("text4");
   if (!isFieldText(r.text1) || !isFieldText(r.text3) || !isFieldText(r.text4)) return std::nullopt;
-
-  const std::string& style = *field("style");
-  if (style != "fancy" && style != "regular") return std::nullopt;
-  r.fancy = style == "fancy";
-
-  const std::string& colours = *field("colors");
-  if (colours == "true") {
-    r.tcolor = kTrueColours;
-  } else if (colours == "basic") {
-    r.tcolor = kBasicColours;
-  } else if (colours == "user") {
-    r.tcolor = kUserColours;
-  } else {
-    return std::nullopt;
-  }
 
   const std::string& saver = *field("screensaver");
   if (saver != "0" && saver != "1") return std::nullopt;

@@ -4,18 +4,15 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "canvas/convert.h"
+#include "state/choices.h"
 
 namespace tavrel {
-
-enum class Generator { shape, pattern };
-
-// Colour modes, the values of AppState::tcolor.
-inline constexpr double kBasicColours = 0, kTrueColours = 1, kUserColours = 2;
 
 // The colour that takes the place of basic colour n (1 to 15) in user colour
 // mode; index 0 is unused. By default each basic colour stands for itself.
@@ -32,8 +29,8 @@ struct Recipe {
   int width = 0, height = 0;  // ScaleWidth x ScaleHeight of the surface drawn on
   // The field texts as the generation read them after its event pump.
   std::string text1 = "0", text3 = "16", text4 = "4";
-  bool fancy = true;  // Option2 selected
-  double tcolor = kTrueColours;
+  Style style = Style::fancy;  // Option2 selected, or Option1
+  ColourMode colours = ColourMode::trueColours;
   double ssmode = 0;
   Long lastcolor = 0;
   std::string random;  // state of the source behind Rnd before the first draw
@@ -41,6 +38,20 @@ struct Recipe {
 
   bool operator==(const Recipe&) const = default;
 };
+
+// What a command-line program chooses for its run; with the seed and the
+// surface they give the recipe of its first picture.
+struct RunChoices {
+  Generator generator = Generator::shape;
+  std::string detail = "16", sides = "4";  // field texts, clamped as typed
+  Style style = Style::fancy;
+  ColourMode colours = ColourMode::trueColours;
+  bool screensaver = false;
+  UserPalette palette = basicPalette();
+};
+// The recipe of the first generation of a run: the choices, the seed and
+// what start-up leaves in the state.
+Recipe firstRecipe(const RunChoices& c, int width, int height, std::uint32_t seed);
 
 // The keyword of the PNG text chunk that carries the recipe of its picture.
 inline constexpr std::string_view kRecipeKeyword = "Tavrel recipe";

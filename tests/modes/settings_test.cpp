@@ -20,7 +20,9 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
-  Settings s{"7", "3", false, true, kUserColours, PatternMode::repeat, basicPalette(), 9};
+  Settings s{
+      "7", "3", Style::regular, Speed::slow, ColourMode::user, PatternMode::repeat, basicPalette(),
+      9};
   s.palette[3] = 0x123456;
   EXPECT_EQ(parseSettings(formatSettings(s)), s);
   EXPECT_EQ(parseSettings("\x01\xff garbage\n=\n[x]\nzoom\n"), Settings{});
@@ -30,8 +32,9 @@ TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
       "pattern=part\npalette=#ff0000, nonsense ,#00ff00\nzoom=1000\n");
   // Two characters typed, then the field's upper limit; the lower limit comes
   // with the next generation; unreadable entries keep their design values.
-  Settings expected{"25",           "0",         true, true, kBasicColours, PatternMode::part,
-                    basicPalette(), kMaxSaveZoom};
+  Settings expected{
+      "25",           "0",         Style::fancy, Speed::slow, ColourMode::basic, PatternMode::part,
+      basicPalette(), kMaxSaveZoom};
   expected.palette[1] = 0x0000FF;
   expected.palette[3] = 0x00FF00;
   EXPECT_EQ(edited, expected);
