@@ -27,12 +27,12 @@ void Program::loadSettings() {
   const std::filesystem::path path = settingsPath();
   if (path.empty()) return;
   const auto settings = readSettingsFile(path);
-  if (settings) dispatch([&] { applySettings(host_, st, *settings); });
+  if (settings) dispatch([this, s = *settings] { applySettings(host_, st, s); });
 }
 
-void Program::dispatch(const std::function<void()>& handler) {
+void Program::dispatch(std::function<void()> handler) {
   if (busy_) {
-    deferred_.push_back(handler);
+    deferred_.push_back(std::move(handler));
     return;
   }
   busy_ = true;
@@ -55,7 +55,7 @@ void Program::dispatch(const std::function<void()>& handler) {
 void Program::startup() {
   if (phase_ != Phase::Before) return;
   phase_ = Phase::StartScreen;
-  dispatch([&] { startScreen(host_, st); });
+  dispatch([this] { startScreen(host_, st); });
 }
 
 std::optional<RunEvents::Clock::time_point> Program::advance(Clock::time_point now) {
@@ -64,11 +64,11 @@ std::optional<RunEvents::Clock::time_point> Program::advance(Clock::time_point n
     case Phase::Leaving:
       // The black surface shows before the first picture is made.
       phase_ = Phase::FirstPicture;
-      dispatch([&] { leaveStartScreen(host_, st); });
+      dispatch([this] { leaveStartScreen(host_, st); });
       return now;
     case Phase::FirstPicture:
       phase_ = Phase::Running;
-      dispatch([&] { firstPicture(host_, st); });
+      dispatch([this] { firstPicture(host_, st); });
       break;
     default:
       break;
@@ -81,12 +81,12 @@ std::optional<RunEvents::Clock::time_point> Program::advance(Clock::time_point n
   const auto period = bounceStepPeriod(st.nwait4 != 1);
   if (!steps_ || steps_->period() != period) steps_.emplace(now, period);
   const int steps = steps_->take(now);
-  dispatch([&] { bounceSteps(host_, st, steps); });
+  dispatch([this, steps] { bounceSteps(host_, st, steps); });
   return steps_->next();
 }
 
 void Program::click(Control c) {
-  dispatch([&, c] {
+  dispatch([this, c] {
     if (c == Control::Command1) command1Click(host_, st);
     if (c == Control::Command3) {
       command3Click(host_, st);
@@ -96,15 +96,15 @@ void Program::click(Control c) {
 }
 
 void Program::optionClick(bool fancy) {
-  dispatch([&, fancy] { tavrel::optionClick(st, fancy); });
+  dispatch([this, fancy] { tavrel::optionClick(st, fancy); });
 }
 
 void Program::answer(const std::function<void()>& handler) {
-  dispatch(handler);
+  dispatch(handler);  // a copy: the handler may come back after its caller is gone
 }
 
 void Program::menuClick(Menu m) {
-  dispatch([&, m] {
+  dispatch([this, m] {
     switch (m) {
       case Menu::regmode:
         return regmodeClick(host_, st);
@@ -153,7 +153,7 @@ void Program::menuClick(Menu m) {
 }
 
 void Program::timerTick(TimerId t) {
-  dispatch([&, t] {
+  dispatch([this, t] {
     switch (t) {
       case TimerId::Timer1:
         return timer1Tick(host_, st);
@@ -166,20 +166,20 @@ void Program::timerTick(TimerId t) {
 }
 
 void Program::mouseDown() {
-  dispatch([&] { windowMouseDown(host_, st); });
+  dispatch([this] { windowMouseDown(host_, st); });
 }
 
 void Program::keyUp(Field f) {
   if (f == Field::Text2 || f == Field::Text3 || f == Field::Text5)
-    dispatch([&, f] { clampFieldToLimit(host_, f); });
+    dispatch([this, f] { clampFieldToLimit(host_, f); });
 }
 
 void Program::keyDown(Field f, int keyCode) {
-  if (f == Field::Text4) dispatch([&, keyCode] { text4KeyDown(host_, st, keyCode); });
+  if (f == Field::Text4) dispatch([this, keyCode] { text4KeyDown(host_, st, keyCode); });
 }
 
 void Program::textChanged(Field f) {
-  if (f == Field::Text6 || f == Field::Text7) dispatch([&, f] { clampFieldToLimit(host_, f); });
+  if (f == Field::Text6 || f == Field::Text7) dispatch([this, f] { clampFieldToLimit(host_, f); });
 }
 
 }  // namespace tavrel

@@ -40,8 +40,9 @@ class Program : public RunEvents {
   enum class Phase { Before, StartScreen, Leaving, FirstPicture, Running };
 
   // Runs `handler` at once, or after the handler under way when it comes
-  // during one (a generator's DoEvents, say): handlers never nest.
-  void dispatch(const std::function<void()>& handler);
+  // during one (a generator's DoEvents, say): handlers never nest. A handler
+  // holds what it needs by value, so a deferred one outlives its caller.
+  void dispatch(std::function<void()> handler);
 
   RunHost& host_;
   Phase phase_ = Phase::Before;
