@@ -1,6 +1,7 @@
 #include "canvas/text.h"
 
 #include <cstdint>
+#include <cstdio>
 
 namespace tavrel {
 
@@ -42,6 +43,14 @@ bool isControl(std::uint32_t code) {
   return code < 0x20 || (code >= 0x7F && code <= 0x9F);
 }
 
+// Characters that are printable but change how the rest of a line reads:
+// direction marks, overrides and isolates, line and paragraph separators,
+// and the invisible joiners and byte-order mark.
+bool isFormatting(std::uint32_t code) {
+  return code == 0x061C || (code >= 0x200B && code <= 0x200F) ||
+         (code >= 0x2028 && code <= 0x202E) || (code >= 0x2060 && code <= 0x2069) || code == 0xFEFF;
+}
+
 }  // namespace
 
 bool isPrintableText(std::string_view text) {
@@ -59,8 +68,13 @@ std::string quotedText(std::string_view text, std::size_t limit) {
     const Sequence s = nextSequence(text);
     std::string piece;
     std::size_t taken = 1;
-    const bool printable = s.length > 0 && !isControl(s.code);
-    if (printable) {
+    const bool printable = s.length > 0 && !isControl(s.code) && !isFormatting(s.code);
+    if (s.length > 0 && isFormatting(s.code)) {
+      char code[8];
+      std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(s.code));
+      piece = code;
+      taken = s.length;
+    } else if (printable) {
       piece = text.substr(0, s.length);
       taken = s.length;
     } else if (text.front() == '\n') {

@@ -13,7 +13,9 @@ namespace tavrel {
 bool isPrintableText(std::string_view text);
 
 // The text in single quotes for a one-line message: a control character or
-// a byte that is not UTF-8 shown as an escape (\n, \t, \x01), and what
+// a byte that is not UTF-8 shown as an escape (\n, \t, \x01), a character
+// that would turn or break the line (a direction override, a line
+// separator, an invisible joiner) as \u202e, and what
 // would take more than `limit` places (a character one, an escape as many as
 // it has characters) cut, with "..." after the cut.
 inline constexpr std::size_t kQuoteLimit = 100;

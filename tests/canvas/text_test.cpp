@@ -38,6 +38,9 @@ TEST(Text, QuotedTextIsOnePrintableShortLine) {
       {"\xff\xfe", "'\\xff\\xfe'", false},                             // not UTF-8
       {"\xc0\xaf\xed\xa0\x80", "'\\xc0\\xaf\\xed\\xa0\\x80'", false},  // overlong, surrogate
       {"\xe2\x82", "'\\xe2\\x82'", false},                             // cut short
+      // A direction override, a line separator, a zero-width joiner, a BOM:
+      // printable, but never shown as they are.
+      {"a\u202eb\u2028c\u200dd\ufeff", "'a\\u202eb\\u2028c\\u200dd\\ufeff'", true},
       {std::string(100, 'x'), inQuotes(std::string(100, 'x')), true},
       {std::string(101, 'x'), inQuotes(std::string(100, 'x'), true), true},
       {std::string(99, 'x') + "\n", inQuotes(std::string(99, 'x'), true), false},
