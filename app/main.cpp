@@ -19,7 +19,7 @@ constexpr const char* kHelp =
     "installed, else from the folder it starts in, its settings from\n"
     "$XDG_CONFIG_HOME/tavrel/tavrel.ini, and saves pictures to Pictures/Tavrel.\n"
     "\n"
-    "  --help                    show this text and exit\n"
+    "  --help                    show this text and exit (also -h)\n"
     "  --version                 show the version and exit\n"
     "\n"
     "Options with one dash (-platform NAME, -display DISPLAY, ...) go to Qt.\n"
@@ -28,12 +28,12 @@ constexpr const char* kHelp =
 int runWindow(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string_view arg = argv[i];
-    if (arg == "--help") {
+    if (arg == "--help" || arg == "-h" || arg == "-help") {
       std::fputs(kHelp, stdout);
       return 0;
     }
     if (arg == "--version") {
-      std::printf("tavrel %s\n", tavrel::cli::kVersion);
+      std::fputs(tavrel::cli::versionText("tavrel").c_str(), stdout);
       return 0;
     }
     if (arg.starts_with("--")) {
@@ -44,7 +44,7 @@ int runWindow(int argc, char** argv) {
   }
   const bool platformChosen = std::getenv("QT_QPA_PLATFORM") != nullptr;
   if (!platformChosen && !std::getenv("DISPLAY") && !std::getenv("WAYLAND_DISPLAY")) {
-    std::fprintf(stderr, "tavrel: no display to show the window on (DISPLAY is not set)\n");
+    std::fprintf(stderr, "tavrel: %s\n", tavrel::cli::displayProblem(nullptr).c_str());
     return 1;
   }
   tavrel::Session::prepareApplication();

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <span>
 #include <string>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "canvas/text.h"
+#include "state/choices.h"
 
 namespace tavrel::cli {
 
@@ -57,6 +59,27 @@ inline Check readSeed(std::string_view v, std::optional<std::uint32_t>& out) {
   return kOk;
 }
 
+// One of a choice's words ("colors must be true, basic or user, not 'x'");
+// `allowed`, when given, narrows the words a program takes.
+template <typename Choice>
+Check readChoice(std::string_view v, Choice& out, std::initializer_list<Choice> allowed = {}) {
+  const auto takes = [&](Choice c) {
+    return allowed.size() == 0 || std::find(allowed.begin(), allowed.end(), c) != allowed.end();
+  };
+  const auto c = choiceOf<Choice>(v);
+  if (c && takes(*c)) {
+    out = *c;
+    return kOk;
+  }
+  std::vector<std::string_view> words;
+  for (const auto& [choice, word] : Vocabulary<Choice>::words)
+    if (takes(choice)) words.push_back(word);
+  std::string list;
+  for (std::size_t i = 0; i < words.size(); ++i)
+    list.append(i == 0 ? "" : i + 1 == words.size() ? " or " : ", ").append(words[i]);
+  return std::string(Vocabulary<Choice>::name) + " must be " + list + ", not " + quotedText(v);
+}
+
 template <auto Flag, typename Settings>
 Check setSwitch(Settings& s, std::string_view) {
   s.*Flag = true;
@@ -79,7 +102,9 @@ std::variant<Settings, std::string> parse(std::span<const Option<Settings>> tabl
     const std::string_view given = args[i];
     std::string_view arg = given;
     std::string doubled;
-    if (singleDash && arg.size() > 1 && arg[0] == '-' && arg[1] != '-') {
+    if (arg == "-h") {
+      arg = "--help";  // help's short form in every program
+    } else if (singleDash && arg.size() > 1 && arg[0] == '-' && arg[1] != '-') {
       doubled.assign(1, '-').append(arg);  // not "-" + string: a false -Wrestrict in g++ 12
       arg = doubled;
     }

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "cli/program.h"
+
 namespace tavrel::saver {
 
 namespace {
@@ -60,8 +62,7 @@ std::variant<std::unique_ptr<XScreen>, Refusal> XScreen::open(const Resolved& ta
   xcb_connection_t* c = xcb_connect(nullptr, &screenNumber);
   if (xcb_connection_has_error(c)) {
     xcb_disconnect(c);
-    const char* display = std::getenv("DISPLAY");
-    return Refusal{std::string("cannot open the display '") + (display ? display : "") + "'"};
+    return Refusal{cli::displayProblem(std::getenv("DISPLAY"))};
   }
   std::unique_ptr<XScreen> screen(new XScreen(c, XCB_NONE));
   if (auto problem = screen->bind(target, screenNumber)) return *problem;

@@ -5,10 +5,12 @@
 // error messages all come from it.
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <optional>
@@ -38,37 +40,21 @@ namespace fs = std::filesystem;
 constexpr int kMinSide = 200;
 constexpr int kMaxSide = 16384;
 constexpr int kMaxZoom = 16;
-
-using GeneratorFn = GenerationStats (*)(GeneratorHost&, AppState&);
-
-struct GeneratorChoice {
-  std::string_view name;
-  Generator id;
-  GeneratorFn run;  // nullptr while the generator isn't built
-};
-
-constexpr GeneratorChoice kGenerators[] = {
-    {"shape", Generator::shape, makeshape},
-    {"pattern", Generator::pattern, makeshape2},
-};
+constexpr int kMaxMemory = 1 << 20;  // MiB: a terabyte
 
 struct Settings {
-  const GeneratorChoice* generator = nullptr;
+  RunChoices run;
   std::optional<std::uint32_t> seed;  // none: taken from the clock
   long long count = 1;
   int width = 0, height = 0;
-  std::string detail;
-  std::string sides;
-  bool fancy = true;
-  double tcolor = kTrueColours;
-  std::vector<Colour> palette;  // the colours of --palette, in file order
-  bool screensaver = false;
+  std::vector<Colour> palette;   // the colours of --palette, in file order
   std::optional<fs::path> from;  // a picture whose recipe is made again
   Recipe recipe;                 // read from `from`
   fs::path out;
   bool window = false;
   bool bmp = false;
   int zoom = 1;
+  int maxMemory = 0;  // MiB a recipe from elsewhere may make the run take
   bool help = false;
   bool version = false;
 };
@@ -78,13 +64,7 @@ using cli::kOk;
 using cli::wholeNumber;
 
 Check setGenerator(Settings& s, std::string_view v) {
-  for (const GeneratorChoice& g : kGenerators) {
-    if (g.name == v) {
-      s.generator = &g;
-      return kOk;
-    }
-  }
-  return std::string("unknown generator ") + quotedText(v);
+  return cli::readChoice(v, s.run.generator);
 }
 
 Check setSeed(Settings& s, std::string_view v) {
@@ -133,31 +113,19 @@ Check fieldText(std::string& field, std::string_view v) {
 }
 
 Check setDetail(Settings& s, std::string_view v) {
-  return fieldText(s.detail, v);
+  return fieldText(s.run.detail, v);
 }
 
 Check setSides(Settings& s, std::string_view v) {
-  return fieldText(s.sides, v);
+  return fieldText(s.run.sides, v);
 }
 
 Check setStyle(Settings& s, std::string_view v) {
-  if (v != "fancy" && v != "regular")
-    return std::string("style must be fancy or regular, not ") + quotedText(v);
-  s.fancy = v == "fancy";
-  return kOk;
+  return cli::readChoice(v, s.run.style);
 }
 
 Check setColors(Settings& s, std::string_view v) {
-  if (v == "true") {
-    s.tcolor = kTrueColours;
-  } else if (v == "basic") {
-    s.tcolor = kBasicColours;
-  } else if (v == "user") {
-    s.tcolor = kUserColours;
-  } else {
-    return std::string("colors must be true, basic or user, not ") + quotedText(v);
-  }
-  return kOk;
+  return cli::readChoice(v, s.run.colours);
 }
 
 Check setPalette(Settings& s, std::string_view v) {
@@ -197,8 +165,17 @@ Check setOut(Settings& s, std::string_view v) {
   return kOk;
 }
 
+Check setScreensaver(Settings& s, std::string_view) {
+  s.run.screensaver = true;
+  return kOk;
+}
+
 Check setZoom(Settings& s, std::string_view v) {
   return cli::readWhole(v, 1, kMaxZoom, "a zoom", s.zoom);
+}
+
+Check setMaxMemory(Settings& s, std::string_view v) {
+  return cli::readWhole(v, 1, kMaxMemory, "a number of MiB", s.maxMemory);
 }
 
 using Option = cli::Option<Settings>;
@@ -216,8 +193,7 @@ constexpr Option kOptions[] = {
      setColors},
     {"--palette", "FILE.gpl", "", "the first 15 colours become user colours 1 to 15", setPalette},
     {"--sides", "TEXT", "4", "text of the sides field, clamped as the window does", setSides},
-    {"--screensaver", "", "", "generate as in screen-saver mode",
-     cli::setSwitch<&Settings::screensaver>},
+    {"--screensaver", "", "", "generate as in screen-saver mode", setScreensaver},
     {"--out", "DIR", ".", "folder that receives the files; it must exist", setOut},
     {"--window", "", "", "also write the whole surface as <name>-window.png",
      cli::setSwitch<&Settings::window>},
@@ -226,7 +202,8 @@ constexpr Option kOptions[] = {
     {"--zoom", "Z", "1", "enlarge the written pictures Z times (1 to 16)", setZoom},
     {"--from", "FILE.png", "", "make the picture of FILE again from the recipe it carries",
      setFrom},
-    {"--help", "", "", "show this text and exit", cli::setSwitch<&Settings::help>},
+    {"--max-memory", "MIB", "512", "memory a run from a recipe may take, in MiB", setMaxMemory},
+    {"--help", "", "", "show this text and exit (also -h)", cli::setSwitch<&Settings::help>},
     {"--version", "", "", "show the version and exit", cli::setSwitch<&Settings::version>},
 };
 
@@ -249,6 +226,18 @@ void printHelp() {
             << "\nBad input gives a one-line message and exit status 2, and writes no file.\n";
 }
 
+// The most a run takes, in bytes, for a surface of `width` x `height`: the
+// drawing surface and, with --window, its picture, enlarged, and encoded;
+// the rest (the 102 x 102 box, the program itself) within a fixed margin.
+std::uint64_t memoryFor(int width, int height, const Settings& s) {
+  constexpr std::uint64_t kMargin = 16 << 20, kPixel = 4, kEncoded = 3;
+  const std::uint64_t pixels = static_cast<std::uint64_t>(width) * height;
+  const std::uint64_t zoomed = pixels * s.zoom * s.zoom;
+  std::uint64_t bytes = kMargin + pixels * kPixel;
+  if (s.window) bytes += pixels * kPixel + zoomed * (kPixel + kEncoded);
+  return bytes;
+}
+
 // A combination check and a probe of the folder: all bad input is found
 // before the first file is written.
 std::optional<std::string> validate(const Settings& s, const std::vector<std::string_view>& given) {
@@ -257,52 +246,43 @@ std::optional<std::string> validate(const Settings& s, const std::vector<std::st
                       std::end(kRecipeOptions))
       return std::string(name) + " can't go with --from: the picture's recipe holds it";
   }
-  if (!s.palette.empty() && s.tcolor != kUserColours) return "--palette needs --colors user";
+  if (!s.palette.empty() && s.run.colours != ColourMode::user)
+    return "--palette needs --colors user";
   const int width = s.from ? s.recipe.width : s.width;
   const int height = s.from ? s.recipe.height : s.height;
+  // A recipe from elsewhere may ask for the largest surface: it is held to
+  // a budget before anything is allocated for it.
+  if (const std::uint64_t need = memoryFor(width, height, s);
+      s.from && need > static_cast<std::uint64_t>(s.maxMemory) << 20)
+    return quotedText(s.from->string()) + " needs " + std::to_string((need + (1 << 20) - 1) >> 20) +
+           " MiB for its " + std::to_string(width) + "x" + std::to_string(height) +
+           " surface, more than --max-memory " + std::to_string(s.maxMemory);
   if (s.window && (static_cast<long long>(width) * s.zoom > kMaxSide ||
                    static_cast<long long>(height) * s.zoom > kMaxSide)) {
     return std::string("--window with --zoom ") + std::to_string(s.zoom) +
            " would make a picture wider or taller than 16384 pixels";
   }
   std::error_code ec;
-  if (!fs::is_directory(s.out, ec)) return quotedText(s.out.string()) + " is not a folder";
+  if (!fs::is_directory(s.out, ec))
+    return "--out: " + quotedText(s.out.string()) + " is not a folder";
   if (!canCreateFilesIn(s.out))
-    return std::string("cannot write to the folder ") + quotedText(s.out.string());
+    return "--out: cannot write to the folder " + quotedText(s.out.string()) + ": " +
+           std::strerror(errno);
   return std::nullopt;
 }
 
-// The recipe of the first generation: the options, the seed and what
-// start-up leaves in the state.
-Recipe firstRecipe(const Settings& s, std::uint32_t seed) {
-  Recipe r;
-  r.generator = s.generator->id;
-  r.width = s.width;
-  r.height = s.height;
-  r.text3 = s.detail;
-  r.text4 = s.sides;
-  r.fancy = s.fancy;
-  r.tcolor = s.tcolor;
-  r.ssmode = s.screensaver ? 1 : 0;
-  r.random = Random(seed).state();
-  for (std::size_t n = 1; n <= 15 && n <= s.palette.size(); ++n) r.palette[n] = s.palette[n - 1];
-  return r;
-}
-
-const GeneratorChoice& choiceFor(Generator id) {
-  return *std::find_if(std::begin(kGenerators), std::end(kGenerators),
-                       [id](const GeneratorChoice& g) { return g.id == id; });
-}
-
-// Gives the file that could not be written, if any.
-std::optional<fs::path> writePicture(const fs::path& png, const ImageData& img, const Settings& s,
-                                     const PngTexts& texts) {
+// Gives what could not be written and why, if anything.
+std::optional<std::string> writePicture(const fs::path& png, const ImageData& img,
+                                        const Settings& s, const PngTexts& texts) {
+  const auto failed = [](const fs::path& file) {
+    return "cannot write " + quotedText(file.string()) + ": " + std::strerror(errno);
+  };
   const ImageData big = zoomed(img, s.zoom);
-  if (!writeFile(png, encodePng(big, texts))) return png;
+  if (!writeFile(png, encodePng(big, texts))) return failed(png);
   if (!s.bmp) return std::nullopt;
   fs::path bmp = png;
   bmp.replace_extension(".bmp");
-  if (!writeFile(bmp, encodeBmp(big))) return bmp;
+  if (!writeFile(bmp, encodeBmp(big))) return failed(bmp);
   return std::nullopt;
 }
 
@@ -312,18 +292,20 @@ int render(const Settings& s) {
     seed = s.seed.value_or(cli::seedFromClock());
     if (!s.seed) std::cout << "seed=" << seed << std::endl;
   }
-  const Recipe start = s.from ? s.recipe : firstRecipe(s, seed);
-  HeadlessHost host(start.width, start.height);
+  RunChoices run = s.run;
+  for (std::size_t n = 1; n <= 15 && n <= s.palette.size(); ++n) run.palette[n] = s.palette[n - 1];
+  const Recipe first = s.from ? s.recipe : firstRecipe(run, s.width, s.height, seed);
+  HeadlessHost host(first.width, first.height);
   AppState st;
-  stages::startFrom(start, host, st);
-  const GeneratorChoice& generator = choiceFor(start.generator);
+  stages::startFrom(first, host, st);
+  const auto generate = first.generator == Generator::pattern ? makeshape2 : makeshape;
 
   const long long count = s.from ? 1 : s.count;
   for (long long i = 1; i <= count; ++i) {
     const auto start = std::chrono::steady_clock::now();
     GenerationStats stats;
     try {
-      stats = generator.run(host, st);
+      stats = generate(host, st);
     } catch (const ProgramEnded&) {
       std::cerr << "tavrel-render: the generator ended the program (its capture failed)\n";
       return 1;
@@ -334,9 +316,9 @@ int render(const Settings& s) {
     }
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
 
-    const std::string name =
-        s.from ? s.from->stem().string() + "-again"
-               : std::string(generator.name) + "-" + std::to_string(seed) + "-" + std::to_string(i);
+    const std::string name = s.from ? s.from->stem().string() + "-again"
+                                    : std::string(wordOf(first.generator)) + "-" +
+                                          std::to_string(seed) + "-" + std::to_string(i);
     const PngTexts texts = {{std::string(kRecipeKeyword), recipeToText(st.picture1Recipe)}};
     const fs::path picture = s.out / (name + ".png");
     auto failed = writePicture(picture, *host.SurfacePicture1().Image(), s, texts);
@@ -344,7 +326,7 @@ int render(const Settings& s) {
       failed =
           writePicture(s.out / (name + "-window.png"), *host.SurfaceWindow().Image(), s, texts);
     if (failed) {
-      std::cerr << "tavrel-render: cannot write " << quotedText(failed->string()) << "\n";
+      std::cerr << "tavrel-render: " << *failed << "\n";
       return 1;
     }
     char ms[32];
@@ -371,15 +353,10 @@ int run(int argc, char** argv) {
     return 0;
   }
   if (settings.version) {
-    std::cout << "tavrel-render " << cli::kVersion << "\n";
+    std::cout << cli::versionText("tavrel-render");
     return 0;
   }
   if (auto problem = validate(settings, given)) return fail(*problem);
-  const GeneratorChoice& generator =
-      settings.from ? choiceFor(settings.recipe.generator) : *settings.generator;
-  if (generator.run == nullptr) {
-    return fail(std::string("the ") + std::string(generator.name) + " generator is not built yet");
-  }
   return render(settings);
 }
 

@@ -64,7 +64,7 @@ fi
 
 # The renderer from the PATH, in a plain environment, from the root folder.
 [ "$(command -v tavrel-render)" = /usr/bin/tavrel-render ] || fail "tavrel-render is not on the PATH"
-[ "$(tavrel-render --version)" = "tavrel-render $version" ] || fail "tavrel-render names another version"
+[ "$(tavrel-render --version | head -n 1)" = "tavrel-render $version" ] || fail "tavrel-render names another version"
 (cd / && env -i PATH=/usr/bin:/bin tavrel-render --seed 42 --out "$tmp" >"$tmp/render.log") ||
   fail "tavrel-render failed: $(cat "$tmp/render.log")"
 [ -s "$tmp/shape-42-1.png" ] || fail "tavrel-render wrote no picture"

@@ -120,7 +120,7 @@ TEST_F(RenderTest, AFailedWriteNamesItsFile) {
     const fs::path dir = folder(blocked + "-test");
     fs::create_directory(dir / blocked);
     EXPECT_EQ(render("--seed 5 --window --bmp --out " + quoted(dir)), 1);
-    EXPECT_EQ(err_, "tavrel-render: cannot write " + quoted(dir / blocked) + "\n");
+    EXPECT_EQ(err_, "tavrel-render: cannot write " + quoted(dir / blocked) + ": Is a directory\n");
   }
 }
 
@@ -249,6 +249,11 @@ TEST_F(RenderTest, UntrustedInputIsRefusedInOneLineWithinBounds) {
   const auto pngWith = [&](const std::string& name, const std::string& text) {
     return write(name, pngStart(400, 300) + recipeChunk(text) + pngChunk("IEND", ""));
   };
+  const auto sized = [&](const std::string& name, const std::string& size) {
+    std::string text = good;
+    text.replace(text.find("surface=") + 8, 7, size);
+    return pngWith(name, text);
+  };
   std::string bigWord = good, negative = good, lowBitsOnly = zeros;
   bigWord.replace(bigWord.find("random=") + 7, 1, "4294967296");
   negative.replace(negative.find("random=") + 7, 0, "-");
@@ -309,12 +314,22 @@ TEST_F(RenderTest, UntrustedInputIsRefusedInOneLineWithinBounds) {
        0, "huge-again.png", bounded},
       {from + quoted(in / "gig.png"), 0, "gig-again.png", bounded},
       {from + write("large.png", tooLarge), 2, "holds a recipe too large to be one", bounded},
+      // A surface within the memory budget, one row past it, and the largest
+      // surface of all, refused before anything is allocated for it.
+      {"--max-memory 20 " + from + sized("at.png", "1024x1024"), 0, "at-again.png", bounded},
+      {"--max-memory 20 " + from + sized("past.png", "1024x1025"), 2,
+       "needs 21 MiB for its 1024x1025 surface, more than --max-memory 20"},
+      {from + sized("largest.png", "16384x16384"), 2,
+       "needs 1040 MiB for its 16384x16384 surface, more than --max-memory 512", bounded},
+      {"--max-memory 1048577 --seed 1", 2,
+       "--max-memory: '1048577' is not a number of MiB from 1 to 1048576"},
       // Text that isn't one printable line, or is far too long to echo.
       {"--sides \"$(printf '4\\377')\"", 2,
        "--sides: '4\\xff' is not printable text of at most 256 bytes"},
-      {"--generator \"$(printf 'a\\nb')\"", 2, "--generator: unknown generator 'a\\nb'"},
+      {"--generator \"$(printf 'a\\nb')\"", 2,
+       "--generator: generator must be shape or pattern, not 'a\\nb'"},
       {"--generator " + std::string(100000, 'x'), 2,
-       "--generator: unknown generator '" + std::string(100, 'x') + "...'"},
+       "--generator: generator must be shape or pattern, not '" + std::string(100, 'x') + "...'"},
       // Writing past the links planted in the folder.
       {"--seed 1", 0, "shape-1-1.png"},
   };
@@ -344,9 +359,9 @@ TEST_F(RenderTest, UntrustedInputIsRefusedInOneLineWithinBounds) {
   EXPECT_EQ(slurp(root_ / "victim"), "keep");
 }
 
-// Every program answers --help and --version on stdout with status 0, with
-// no display and before anything else; an option nobody knows is one line
-// and status 2.
+// Every program answers --help (or -h) and --version (with its licence) on
+// stdout with status 0, with no display and before anything else; an option
+// nobody knows is one line and status 2.
 TEST_F(RenderTest, EveryProgramAnswersHelpAndVersionWithoutADisplay) {
   std::vector<std::pair<std::string, std::string>> programs{{"tavrel-render", TAVREL_RENDER}};
 #ifdef TAVREL_SAVER
@@ -358,12 +373,17 @@ TEST_F(RenderTest, EveryProgramAnswersHelpAndVersionWithoutADisplay) {
   const std::string bare = "env -u DISPLAY -u WAYLAND_DISPLAY -u XSCREENSAVER_WINDOW ";
   for (const auto& [name, path] : programs) {
     EXPECT_EQ(render("--version", bare, path), 0) << name;
-    EXPECT_EQ(out_, name + " " + TAVREL_VERSION_TEXT + "\n");
+    EXPECT_EQ(out_, name + " " + TAVREL_VERSION_TEXT +
+                        "\nCopyright The Tavrel authors\n"
+                        "MIT licence: free to use, change and pass on, without warranty.\n");
     EXPECT_EQ(render("--help", bare, path), 0) << name;
-    EXPECT_TRUE(out_.starts_with("Usage: " + name + " ")) << out_;
+    const std::string help = out_;
+    EXPECT_TRUE(help.starts_with("Usage: " + name + " ")) << help;
     for (const char* option : {"\n  --help ", "\n  --version "})
-      EXPECT_NE(out_.find(option), std::string::npos) << name << " lists" << option;
+      EXPECT_NE(help.find(option), std::string::npos) << name << " lists" << option;
     EXPECT_EQ(err_, "");
+    EXPECT_EQ(render("-h", bare, path), 0) << name;
+    EXPECT_EQ(out_, help) << name << " -h";
     EXPECT_EQ(render("--no-such-option", bare, path), 2) << name;
     EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
     EXPECT_TRUE(err_.starts_with(name + ": ")) << err_;
