@@ -11,12 +11,12 @@ set -euo pipefail
 # Wayland: libwayland and the protocol files for the module, Qt's Wayland
 # platform for the window, and a headless sway with grim and wtype to test them.
 # groff, desktop-file-utils and appstream check the manual pages and the
-# desktop's entries.
+# desktop's entries; devscripts' hardening-check the programs' build flags.
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
   libwayland-dev wayland-protocols qt6-wayland sway grim wtype
-  groff-base desktop-file-utils appstream)
+  groff-base desktop-file-utils appstream devscripts)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {

@@ -50,9 +50,12 @@ class SaverWayland : public ::testing::Test {
     std::vector<std::string> sway{"setpriv", "--pdeathsig", "KILL", "--"};
     if (getuid() == 0) {
       const char* user = "tavrel-saver-test";
-      if (getpwnam(user) == nullptr)
-        std::system(
+      if (getpwnam(user) == nullptr) {
+        // Another test may make the user at the same time: what counts is that it exists.
+        const int made = std::system(
             ("useradd --system --create-home --shell /bin/sh " + std::string(user)).c_str());
+        (void)made;
+      }
       const passwd* pw = getpwnam(user);
       ASSERT_NE(pw, nullptr) << "cannot make the user " << user;
       for (const auto& entry : fs::recursive_directory_iterator(dir_.path))
