@@ -80,8 +80,9 @@ class DesktopBus {
 
   // The events since the last call, oldest first.
   std::vector<BusEvent> takeEvents();
-  // Warnings since the last call, one line each ending in '\n'; empty for none.
-  std::string takeWarnings();
+  // Warnings since the last call, oldest first, each one line without the
+  // program's name or a newline.
+  std::vector<std::string> takeWarnings();
 
  private:
   struct State;
