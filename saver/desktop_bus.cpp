@@ -24,6 +24,9 @@ constexpr const char* kLogindPath = "/org/freedesktop/login1";
 constexpr const char* kLogindManager = "org.freedesktop.login1.Manager";
 // The session manager's flag for "idle", as IsInhibited takes it.
 constexpr std::uint32_t kInhibitIdle = 8;
+// A peer that does not answer holds the start back this long at most, and
+// an answer later than this is a warning.
+constexpr std::uint64_t kCallTimeoutUs = 5'000'000;
 
 // Another program's words, fit for one line of ours: the first line, no
 // control characters, not too long.
@@ -133,6 +136,7 @@ struct DesktopBus::State {
            "watched");
       return;
     }
+    sd_bus_set_method_call_timeout(session, kCallTimeoutUs);
     const std::string gone = std::string("type='signal',sender='org.freedesktop.DBus',") +
                              "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" +
                              kMonitorName + "'";
@@ -175,6 +179,7 @@ struct DesktopBus::State {
            "): sleep and lock are not watched");
       return;
     }
+    sd_bus_set_method_call_timeout(system, kCallTimeoutUs);
     if (!hasOwner(system, kLogind)) {
       warn("no logind on the system bus: sleep and lock are not watched");
       system = sd_bus_flush_close_unref(system);

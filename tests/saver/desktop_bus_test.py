@@ -169,6 +169,8 @@ class DesktopBusTest(dbusmock.DBusTestCase):
             ('a new idle time replaces the watch', lambda: probe.send('watch 3000'), 'watching'),
             ('... removing the old one', lambda: self.assertEqual(self.calls(monitor, 'RemoveWatch'), [[1]]), None),
             ('the old watch is nothing', lambda: fire(1, 4), 'idle'),
+            # Its answer to the input watch is sent before the answer to ours.
+            ('the third input watch', lambda: (armed(3)(), monitor.GetIdletime()), None),
             ('the monitor leaves the bus', lambda: self.servers[0].terminate(), 'idle-monitor-gone'),
         ])
         self.assertEqual(probe.end(), ([], 0))
