@@ -360,11 +360,13 @@ struct DesktopBus::State {
     return 0;
   }
 
-  // Reads and dispatches one bus; false when it has closed.
+  // Reads and dispatches one bus; false when it has closed. A bounded
+  // number of messages at a time, so that a flood cannot hold the loop: what
+  // is left makes wake() due at once.
   bool process(sd_bus* bus) {
-    int r = 0;
-    while ((r = sd_bus_process(bus, nullptr)) > 0) {
-    }
+    constexpr int kMostMessages = 64;
+    int r = 1;
+    for (int n = 0; n < kMostMessages && r > 0; ++n) r = sd_bus_process(bus, nullptr);
     return r >= 0 && sd_bus_is_open(bus) > 0;
   }
 };

@@ -294,6 +294,11 @@ class DesktopBusTest(dbusmock.DBusTestCase):
             ('KDE, from both its paths, once', both(True), 'screensaver-active'),
             ('... and away once', both(False), 'screensaver-inactive'),
         ])
+        # More than the library reads at a time: every one comes, in order.
+        for _ in range(100):
+            gnome.SetActive(True)
+            gnome.SetActive(False)
+        self.assertEqual([probe.next() for _ in range(200)], ['screensaver-active', 'screensaver-inactive'] * 100)
         self.assertEqual(probe.end(), ([], 0))
 
     def test_without_buses(self):
