@@ -326,6 +326,7 @@ class DesktopBusTest(dbusmock.DBusTestCase):
 
     def test_session_bus_closes(self):
         pid, address = self.start_dbus()
+        self.addCleanup(self.stop_dbus, pid)
         own = os.environ['DBUS_SESSION_BUS_ADDRESS']
         os.environ['DBUS_SESSION_BUS_ADDRESS'] = address
         try:
