@@ -10,12 +10,15 @@ set -euo pipefail
 # to look at a printed page; clang and libFuzzer for the fuzz targets.
 # Wayland: libwayland and the protocol files for the module, Qt's Wayland
 # platform for the window, and a headless sway with grim and wtype to test them.
+# sd-bus for the module's D-Bus side; private buses and dbusmock's fakes of
+# GNOME, the desktop screen-saver and logind to test it.
 # groff, desktop-file-utils and appstream check the manual pages and the
 # desktop's entries; devscripts' hardening-check the programs' build flags.
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
   libwayland-dev wayland-protocols qt6-wayland sway grim wtype
+  libsystemd-dev dbus-daemon python3-dbusmock
   groff-base desktop-file-utils appstream devscripts)
 
 # Root runs apt-get itself; anyone else goes through sudo.

@@ -4,7 +4,8 @@
 # PATH; Debian's XScreenSaver runs the module by its bare name and its
 # settings dialog reads the module's settings file; the desktop's
 # entries validate; every manual page renders through man without a
-# warning. Then `apt-get remove tavrel` leaves none of its files behind.
+# warning; its user service is sound and not enabled. Then `apt-get remove
+# tavrel` leaves none of its files behind, and a purge nothing else either.
 # Runs as root (as on CI) or through sudo; it refuses when tavrel is already
 # installed, as it removes the package at the end.
 # Usage: tests/package/check.sh DEB
@@ -52,7 +53,7 @@ install_missing
 as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$deb" \
   >"$tmp/install.log" 2>&1 || { cat "$tmp/install.log"; fail "apt-get could not install $deb"; }
 # From here on the package goes again, whatever happens.
-trap 'as_root env DEBIAN_FRONTEND=noninteractive apt-get remove -y -q tavrel >/dev/null 2>&1; rm -rf "$tmp"' EXIT
+trap 'as_root env DEBIAN_FRONTEND=noninteractive apt-get purge -y -q tavrel >/dev/null 2>&1; rm -rf "$tmp"' EXIT
 dpkg-query -L tavrel | while read -r path; do [ -d "$path" ] || echo "$path"; done >"$tmp/files"
 version=$(dpkg-query -W -f='${Version}' tavrel)
 echo "installed tavrel $version, $(wc -l <"$tmp/files") files"
@@ -88,6 +89,16 @@ icon=$(sed -n 's/^Icon=//p' "$entry")
 [ -f "/usr/share/icons/hicolor/scalable/apps/$icon.svg" ] || fail "no scalable icon $icon"
 [ -f "/usr/share/icons/hicolor/48x48/apps/$icon.png" ] || fail "no 48 px icon $icon"
 
+# The user service where the user manager looks, sound to systemd (its
+# command there, its manual page found), and enabled for no one.
+unit=/usr/lib/systemd/user/tavrel-saver.service
+[ -f "$unit" ] || fail "no user service $unit"
+mkdir -m 700 "$tmp/runtime"
+XDG_RUNTIME_DIR=$tmp/runtime systemd-analyze --user verify "$unit" >"$tmp/verify" 2>&1 ||
+  fail "systemd finds fault with $unit: $(cat "$tmp/verify")"
+[ "$(systemctl --global is-enabled tavrel-saver.service)" = disabled ] ||
+  fail "the package enabled tavrel-saver.service"
+
 # Each manual page found by its name and rendered with groff's warnings on.
 for page in 1:tavrel-render 6:tavrel 6:tavrel-saver; do
   section=${page%%:*} name=${page#*:}
@@ -107,4 +118,9 @@ left=$(while read -r path; do if [ -e "$path" ]; then echo "$path"; fi; done <"$
 for dir in /usr/share/tavrel /usr/share/doc/tavrel; do
   [ ! -e "$dir" ] || fail "apt-get remove left $dir"
 done
+# What Debian's helper noted of the user service goes with the purge.
+as_root env DEBIAN_FRONTEND=noninteractive apt-get purge -y -q tavrel >"$tmp/purge.log" 2>&1 ||
+  { cat "$tmp/purge.log"; fail "apt-get could not purge tavrel"; }
+noted=$(find /etc/systemd/user /var/lib/systemd -name 'tavrel-saver*' 2>/dev/null || true)
+[ -z "$noted" ] || fail "apt-get purge left $noted"
 echo "package check passed"
