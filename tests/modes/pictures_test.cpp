@@ -29,8 +29,28 @@ TEST(Pictures, PalettesComeFromAFileOrTheEditorAndABrokenFileChangesNothing) {
     EXPECT_EQ(program.st.userColors, basicPalette()) << file;
   }
   EXPECT_EQ(host.messages.size(), 1u);
+  // The first fifteen colours, in order; fewer leave the rest as they were,
+  // more are passed over (nothing is written past the palette).
+  for (int n : {1, 14, 15, 16, 40}) {
+    std::ofstream file(dir / "n.gpl");
+    file << "GIMP Palette\n";
+    for (int i = 1; i <= n; ++i) file << i << " " << i + 1 << " 9 colour " << i << "\n";
+    file.close();
+    program.st.userColors = basicPalette();
+    const double tilerepeat = program.st.tilerepeat = 7;
+    host.chosenFile = (dir / "n.gpl").string();
+    program.menuClick(Menu::impcolor);
+    for (int i = 1; i <= 15; ++i)
+      EXPECT_EQ(program.st.userColors[i], i <= n ? Colour(0x090000 | (i + 1) << 8 | i) : QBColor(i))
+          << n << " colours, entry " << i;
+    EXPECT_EQ(program.st.tilerepeat, tilerepeat) << n;
+    EXPECT_EQ(host.notes.back(),
+              "Imported " + std::to_string(std::min(n, 15)) + " colours from " + host.chosenFile);
+  }
+  program.st.userColors = basicPalette();
+  program.st.tilerepeat = 0;
   host.chosenFile = (dir / "two.gpl").string();
-  program.menuClick(Menu::impcolor);  // two colours: the rest stay as they were
+  program.menuClick(Menu::impcolor);
   UserPalette expected = basicPalette();
   expected[1] = 0x030201;
   expected[2] = 0x060504;
