@@ -107,9 +107,14 @@ TEST(Program, TheBounceGoesByTimeNotByTurns) {
   Program program(host);
   program.st.rnd.Randomize(5);
   firstValues(program.st, 1000, 1000);
+  host.setText(Field::Text5, "7");
   program.menuClick(Menu::ssaver);
   ASSERT_TRUE(host.visible[Control::Picture1]);
+  // It starts where the shape stood, and a new picture comes every 7 s.
   const auto start = std::pair(host.left, host.top);
+  EXPECT_EQ(start, std::pair(450.0f, 450.0f));
+  EXPECT_TRUE(host.enabled[TimerId::Timer1]);
+  EXPECT_EQ(host.interval[TimerId::Timer1], 7000);
   const RunEvents::Clock::time_point t0{};
   const auto first = program.advance(t0);
   ASSERT_TRUE(first);
@@ -130,6 +135,8 @@ TEST(Program, TheBounceGoesByTimeNotByTurns) {
   EXPECT_NE(std::pair(host.left, host.top), start);
   program.menuClick(Menu::regmode);
   EXPECT_EQ(program.advance(t0 + 4s), std::nullopt);
+  EXPECT_FALSE(host.enabled[TimerId::Timer1]);
+  EXPECT_FALSE(host.visible[Control::Picture1]);
 }
 
 // An event that comes while a handler runs (here through the generator's
