@@ -58,11 +58,11 @@ Form::Form(double scale, QWidget* parent)
   option1_ = c.option1;
   option2_ = c.option2;
   fields_ = c.fields;
-  panelShown_ = std::move(c.panelShown);
-  panelHidden_ = std::move(c.panelHidden);
+  panel_ = std::move(c.panel);
+  offstage_ = std::move(c.offstage);
+  menus_ = std::make_unique<MenuBar>(
+      menuBar(), [this](Menu m) { report([m](RunEvents& e) { e.menuClick(m); }); });
   connectControls();
-  menus_ =
-      buildMenuBar(menuBar(), [this](Menu m) { report([m](RunEvents& e) { e.menuClick(m); }); });
   resize(static_cast<int>(592 * scale_),
          static_cast<int>(552 * scale_) + menuBar()->sizeHint().height());
   for (int i = 0; i < static_cast<int>(timers_.size()); ++i) {
@@ -80,6 +80,10 @@ Form::Form(double scale, QWidget* parent)
 }
 
 Form::~Form() = default;
+
+QAction* Form::action(Menu m) const {
+  return menus_->action(m);
+}
 
 int Form::px(double twips) const {
   return static_cast<int>(std::lround(twips / 15 * scale_));
@@ -143,17 +147,18 @@ void Form::connectControls() {
             [this] { report([](RunEvents& e) { e.mouseDown(); }); });
     pageKeys_.push_back(back);
   }
-  // S and P do what their menu entries do; a field being typed in keeps them.
-  for (const auto& [key, menu] :
-       {std::pair{Qt::Key_S, Menu::sdfdssdf}, std::pair{Qt::Key_P, Menu::hgfhg}}) {
-    const Menu entry = menu;
-    connect(new QShortcut(QKeySequence(key), this), &QShortcut::activated, this,
-            [this, entry] { report([entry](RunEvents& e) { e.menuClick(entry); }); });
-  }
+  // F10 takes the keyboard to the menus, as on other desktops' windows.
+  connect(new QShortcut(QKeySequence(Qt::Key_F10), this), &QShortcut::activated, this,
+          [this] { menus_->openFirst(); });
 }
 
 bool Form::eventFilter(QObject* watched, QEvent* e) {
   if (e->type() == QEvent::KeyRelease || e->type() == QEvent::KeyPress) {
+    // Alt with a letter is for the menus: a field never types it.
+    const auto* key = static_cast<QKeyEvent*>(e);
+    if (e->type() == QEvent::KeyPress && key->modifiers().testFlag(Qt::AltModifier) &&
+        !key->modifiers().testFlag(Qt::ControlModifier) && !key->text().isEmpty())
+      return true;
     for (int i = 0; i < kFieldCount; ++i) {
       if (watched != fields_[i]) continue;
       const Field f = static_cast<Field>(i);
@@ -291,13 +296,11 @@ void Form::setVisible(Control c, bool visible) {
 }
 
 void Form::showControlPanel() {
-  for (QWidget* w : panelShown_) w->show();
-  for (QWidget* w : panelHidden_) w->hide();
+  for (QWidget* w : panel_) w->show();
 }
 
 void Form::hideControlPanel() {
-  for (QWidget* w : panelShown_) w->hide();
-  for (QWidget* w : panelHidden_) w->hide();
+  for (QWidget* w : panel_) w->hide();
 }
 
 void Form::selectOption2(bool fancy) {
@@ -305,15 +308,15 @@ void Form::selectOption2(bool fancy) {
 }
 
 void Form::setMenuVisible(Menu m, bool visible) {
-  menus_.at(m)->setVisible(visible);
+  menus_->setVisible(m, visible);
 }
 
 bool Form::isChecked(Menu m) {
-  return menus_.at(m)->isChecked();
+  return menus_->isChecked(m);
 }
 
 void Form::setChecked(Menu m, bool checked) {
-  menus_.at(m)->setChecked(checked);
+  menus_->setChecked(m, checked);
 }
 
 void Form::armTimer(FormTimer& t) {

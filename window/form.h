@@ -10,7 +10,7 @@
 #include <array>
 #include <chrono>
 #include <functional>
-#include <map>
+#include <memory>
 
 #include "modes/run_host.h"
 
@@ -24,6 +24,7 @@ class QShortcut;
 
 namespace tavrel {
 
+class MenuBar;
 class SurfaceView;
 
 class Form : public QMainWindow, public RunHost {
@@ -38,7 +39,7 @@ class Form : public QMainWindow, public RunHost {
   // loop then ends; no event reaches the program any more.
   bool ended() const { return ended_; }
   // The entry of the menu tree, as the menu bar shows it.
-  QAction* action(Menu m) const { return menus_.at(m); }
+  QAction* action(Menu m) const;
   // Whether the frame timer runs: something moves.
   bool stepping() const { return frame_.isActive(); }
 
@@ -118,8 +119,9 @@ class Form : public QMainWindow, public RunHost {
   SurfaceView* picture1View_;
   QRadioButton *option1_, *option2_;
   std::array<QLineEdit*, kFieldCount> fields_{};
-  std::vector<QWidget*> panelShown_, panelHidden_;
-  std::map<Menu, QAction*> menus_;
+  std::vector<QWidget*> panel_;
+  std::unique_ptr<QWidget> offstage_;
+  std::unique_ptr<MenuBar> menus_;
   std::vector<QShortcut*> pageKeys_;  // Esc and the like, while the information page is up
   std::array<Picture, 10> slides_{};
 
