@@ -345,6 +345,7 @@ Controls buildControls(QWidget* view, Surface& picture1, double scale, QObject* 
   c.picture1->hide();
   c.picture2 = new QLabel(view);
   place(c.picture2, kPicture2);
+  c.picture2->setAccessibleName("Sample picture");
   setBackground(c.picture2, 0, 0, 0);
   c.picture2->setAlignment(Qt::AlignTop | Qt::AlignLeft);
   c.picture2->setAttribute(Qt::WA_NoMousePropagation);

@@ -25,6 +25,7 @@ class QShortcut;
 namespace tavrel {
 
 class MenuBar;
+class RestingPointer;
 class SurfaceView;
 
 class Form : public QMainWindow, public RunHost {
@@ -66,6 +67,7 @@ class Form : public QMainWindow, public RunHost {
   void setMenuVisible(Menu m, bool visible) override;
   bool isChecked(Menu m) override;
   void setChecked(Menu m, bool checked) override;
+  void showAsScreenSaver(bool on) override;
   void setTimerEnabled(TimerId t, bool enabled) override;
   void setTimerInterval(TimerId t, Long milliseconds) override;
   void movePicture1(float left, float top) override;
@@ -73,6 +75,7 @@ class Form : public QMainWindow, public RunHost {
   Picture slidePicture(int box) override;
   void setPicture2(Picture p) override;
   std::uint32_t secondsSinceMidnight() override;
+  void namePicture(const std::string& name) override;
   std::string picturesFolder() override;
   void showNote(const std::string& text) override;
   void showMessage(const std::string& text) override;
@@ -135,6 +138,8 @@ class Form : public QMainWindow, public RunHost {
   FormTimer& timer(TimerId t) { return timers_[static_cast<int>(t)]; }
   void armTimer(FormTimer& t);
   QTimer frame_;  // the next step of what goes by itself
+  bool saver_ = false;
+  RestingPointer* pointer_;
   bool ended_ = false;
   QString backdrops_;
 

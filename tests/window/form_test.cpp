@@ -46,6 +46,7 @@ struct Recorder : RunEvents {
   void keyUp(Field) override {}
   void keyDown(Field, int) override {}
   void textChanged(Field) override {}
+  void resized(int, int) override {}
 };
 
 struct FormTest : testing::Test {
