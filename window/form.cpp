@@ -192,7 +192,7 @@ void Form::connectControls() {
   // F10 takes the keyboard to the menus, as on other desktops' windows; F11
   // fills the screen or leaves it, in either mode.
   connect(new QShortcut(QKeySequence(Qt::Key_F10), this), &QShortcut::activated, this,
-          [this] { menus_->openFirst(); });
+          [this] { menus_->takeKeys(); });
   connect(new QShortcut(QKeySequence(Qt::Key_F11), this), &QShortcut::activated, this,
           [this] { isFullScreen() ? showMaximized() : showFullScreen(); });
   pointer_ = new RestingPointer(this);

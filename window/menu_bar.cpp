@@ -3,11 +3,13 @@
 #include <QAction>
 #include <QActionGroup>
 #include <QApplication>
+#include <QKeyEvent>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QProxyStyle>
 #include <QStyleOptionMenuItem>
+#include <QTimer>
 
 namespace tavrel {
 
@@ -187,6 +189,18 @@ void MenuBar::settle() {
 // open goes to the open menu, which closes and lets the press go: the entry
 // would need a second click. The press chooses it, as on the bare bar.
 bool MenuBar::eventFilter(QObject*, QEvent* e) {
+  // The arrows in a menu opened by the mouse can move on to such a title;
+  // the keys stay with the bar then, so that Return chooses it.
+  if (e->type() == QEvent::KeyPress) {
+    const int key = static_cast<QKeyEvent*>(e)->key();
+    if (key == Qt::Key_Left || key == Qt::Key_Right)
+      QTimer::singleShot(0, this, [this] {
+        const QAction* at = bar_->activeAction();
+        if (at && !at->menu() && !bar_->hasFocus() && !QApplication::activePopupWidget())
+          takeKeys();
+      });
+    return false;
+  }
   if (e->type() != QEvent::MouseButtonPress) return false;
   const auto* press = static_cast<QMouseEvent*>(e);
   const QPoint at = bar_->mapFromGlobal(press->globalPosition().toPoint());
@@ -202,12 +216,17 @@ void MenuBar::setVisible(Menu m, bool visible) {
   actions_.at(m)->setVisible(visible);
 }
 
-void MenuBar::openFirst() {
-  for (QAction* a : bar_->actions())
-    if (a->isVisible()) {
-      bar_->setActiveAction(a);
-      return;
-    }
+// The bar's own way into its keyboard mode is Alt pressed and released
+// alone; only in that mode does it keep the keys when they move on to a
+// title without a menu ("Ordering information").
+void MenuBar::takeKeys() {
+  QWidget* to = QApplication::focusWidget() ? QApplication::focusWidget() : bar_->window();
+  for (const auto& [type, modifiers] : {std::pair{QEvent::ShortcutOverride, Qt::AltModifier},
+                                        std::pair{QEvent::KeyPress, Qt::AltModifier},
+                                        std::pair{QEvent::KeyRelease, Qt::NoModifier}}) {
+    QKeyEvent alt(type, Qt::Key_Alt, modifiers);
+    QCoreApplication::sendEvent(to, &alt);
+  }
 }
 
 }  // namespace tavrel

@@ -30,8 +30,8 @@ class MenuBar : public QObject {
   bool isChecked(Menu m) const;
   void setChecked(Menu m, bool checked);
   void setVisible(Menu m, bool visible);
-  // Opens the first menu of the bar that shows, as F10 does.
-  void openFirst();
+  // The keys go to the bar, its first title marked, as after Alt: F10.
+  void takeKeys();
 
  protected:
   // Watches the open menus.
