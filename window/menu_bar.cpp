@@ -10,6 +10,7 @@
 #include <QProxyStyle>
 #include <QStyleOptionMenuItem>
 #include <QTimer>
+#include <algorithm>
 
 namespace tavrel {
 
@@ -123,6 +124,12 @@ constexpr Entry kTree[] = {
 }  // namespace
 
 MenuBar::MenuBar(QMenuBar* bar, std::function<void(Menu)> clicked) : QObject(bar), bar_(bar) {
+  // A bar that shows no title (the start screen) gives back the keys that
+  // Alt took to it.
+  connect(qApp, &QApplication::focusChanged, this, [this](QWidget* old, QWidget* now) {
+    if (now == bar_ && old && !showsTitles())
+      QTimer::singleShot(0, old, [old] { old->setFocus(Qt::OtherFocusReason); });
+  });
   auto* style = new MenuStyle;
   style->setParent(bar);
   bar->setStyle(style);
@@ -216,10 +223,16 @@ void MenuBar::setVisible(Menu m, bool visible) {
   actions_.at(m)->setVisible(visible);
 }
 
+bool MenuBar::showsTitles() const {
+  const auto actions = bar_->actions();
+  return std::any_of(actions.begin(), actions.end(), [](QAction* a) { return a->isVisible(); });
+}
+
 // The bar's own way into its keyboard mode is Alt pressed and released
 // alone; only in that mode does it keep the keys when they move on to a
 // title without a menu ("Ordering information").
 void MenuBar::takeKeys() {
+  if (!showsTitles()) return;
   QWidget* to = QApplication::focusWidget() ? QApplication::focusWidget() : bar_->window();
   for (const auto& [type, modifiers] : {std::pair{QEvent::ShortcutOverride, Qt::AltModifier},
                                         std::pair{QEvent::KeyPress, Qt::AltModifier},

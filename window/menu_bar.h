@@ -34,11 +34,12 @@ class MenuBar : public QObject {
   void takeKeys();
 
  protected:
-  // Watches the open menus.
+  // Watches the bar and its menus.
   bool eventFilter(QObject* watched, QEvent* e) override;
 
  private:
   void settle();
+  bool showsTitles() const;
 
   QMenuBar* bar_;
   std::map<Menu, QAction*> actions_;
