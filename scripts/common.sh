@@ -11,12 +11,15 @@ set -euo pipefail
 # Wayland: libwayland and the protocol files for the module, Qt's Wayland
 # platform for the window, and a headless sway with grim and wtype to test them.
 # groff, desktop-file-utils and appstream check the manual pages and the
-# desktop's entries.
+# desktop's entries. The window's desktop tests run it under openbox, read
+# the AT-SPI tree (pyatspi, at-spi2-core, in a session bus of their own) and
+# the window manager's properties (xprop, python3-xlib).
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
   libwayland-dev wayland-protocols qt6-wayland sway grim wtype
-  groff-base desktop-file-utils appstream)
+  groff-base desktop-file-utils appstream
+  openbox python3-pyatspi at-spi2-core dbus-daemon x11-utils python3-xlib)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {
