@@ -192,12 +192,11 @@ void MenuBar::settle() {
       if (on == pass && actions_.at(m)->isChecked() != on) actions_.at(m)->setChecked(on);
 }
 
-// A press on a title without a menu ("Ordering information") while a menu is
-// open goes to the open menu, which closes and lets the press go: the entry
-// would need a second click. The press chooses it, as on the bare bar.
+// The open menus are watched for the title without a menu, "Ordering
+// information".
 bool MenuBar::eventFilter(QObject*, QEvent* e) {
-  // The arrows in a menu opened by the mouse can move on to such a title;
-  // the keys stay with the bar then, so that Return chooses it.
+  // The arrows in a menu opened by the mouse can move on to it; the keys
+  // stay with the bar then, so that Return chooses it.
   if (e->type() == QEvent::KeyPress) {
     const int key = static_cast<QKeyEvent*>(e)->key();
     if (key == Qt::Key_Left || key == Qt::Key_Right)
@@ -208,6 +207,9 @@ bool MenuBar::eventFilter(QObject*, QEvent* e) {
       });
     return false;
   }
+  // A press on it goes to the open menu, which closes and lets the press go:
+  // the entry would need a second click. The press chooses it, as on the
+  // bare bar.
   if (e->type() != QEvent::MouseButtonPress) return false;
   const auto* press = static_cast<QMouseEvent*>(e);
   const QPoint at = bar_->mapFromGlobal(press->globalPosition().toPoint());

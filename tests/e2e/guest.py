@@ -299,6 +299,12 @@ def main(test):
         os.execvp("dbus-run-session", ["dbus-run-session", "--", sys.executable] + sys.argv)
     try:
         test()
+        log = os.path.join(os.environ["TAVREL_GUEST"], "log")
+        if os.path.exists(log):
+            with open(log) as f:
+                said = f.read()
+            if "Sanitizer" in said or "runtime error" in said:
+                fail("a sanitizer spoke:\n" + said)
     except Failure as f:
         print("FAIL:", f)
         sys.exit(1)
