@@ -1,6 +1,7 @@
 // tavrel: the window, its start screen, the first shape and the main loop.
 #include <QApplication>
 #include <QDir>
+#include <QIcon>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -52,6 +53,11 @@ int runWindow(int argc, char** argv) {
   // Names the desktop entry, so that a Wayland desktop shows the window under
   // its icon and name.
   QGuiApplication::setDesktopFileName("io.github.tavrel.Tavrel");
+  // And an X window manager shows the window under its own icon.
+  QIcon icon;
+  for (const char* size : {"16", "22", "24", "32", "48", "64", "128", "256"})
+    icon.addFile(QString(":/icons/%1x%1/tavrel.png").arg(size));
+  QGuiApplication::setWindowIcon(icon);
   int status = 0;
   {
     tavrel::Session session;

@@ -84,7 +84,8 @@ void startScreen(RunHost& host, AppState& st) {
   st.tcolor = host.isChecked(Menu::bcolorm) ? kBasicColours
               : host.isChecked(Menu::uedit) ? kUserColours
                                             : kTrueColours;
-  st.rnd.Randomize(host.secondsSinceMidnight());
+  st.seed = host.secondsSinceMidnight();
+  st.rnd.Randomize(st.seed);
   int pick = 0;
   do pick = static_cast<int>(Int(st.Rnd() * 7) + 1);
   while (pick == 1);
@@ -157,7 +158,10 @@ void ssaverClick(RunHost& host, AppState& st) {
   if (Val(host.text(Field::Text2)) < 40) host.setText(Field::Text2, "40");
   if (Val(host.text(Field::Text3)) < 1) host.setText(Field::Text3, "1");
   st.ssmode = 1;
+  // Tiles may cover the window beyond the box: what they painted goes.
+  host.SurfaceWindow().Cls();
   blackBox(host);
+  host.showAsScreenSaver(true);
   Surface& pic = host.SurfacePicture1();
   const int side = static_cast<int>(st.swidth + 2);
   pic.resize(side, pic.height());  // Width first, then Height
@@ -186,6 +190,7 @@ void ssaverClick(RunHost& host, AppState& st) {
 void regmodeClick(RunHost& host, AppState& st) {
   if (st.ssmode == 0) return;
   blackBox(host);
+  host.showAsScreenSaver(false);
   host.setVisible(Control::Picture1, false);
   host.setTimerEnabled(TimerId::Timer1, false);
   host.setChecked(Menu::regmode, true);
@@ -206,6 +211,16 @@ void regmodeClick(RunHost& host, AppState& st) {
   }
   if (!ok) host.End();
   repeatTile(host, st, left, top);
+}
+
+void windowResized(RunHost& host, const AppState& st, int oldWidth, int oldHeight) {
+  // Before the first picture the window shows its start screen as it is.
+  if (st.picture1Recipe.width == 0) return;
+  Surface& win = host.SurfaceWindow();
+  if (win.width() > oldWidth && oldWidth <= 1000)
+    win.Line(LineFlags::FilledBox, oldWidth, 0, 1000, 1000, OutlineColor);
+  if (win.height() > oldHeight && oldHeight <= 1000)
+    win.Line(LineFlags::FilledBox, 0, oldHeight, 1000, 1000, OutlineColor);
 }
 
 void nextslide(RunHost& host, AppState& st) {

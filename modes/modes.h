@@ -29,6 +29,9 @@ void timer2Tick(RunHost& host, AppState& st);
 void timer4Tick(RunHost& host, AppState& st);
 void orderinfoClick(RunHost& host, AppState& st);
 void windowMouseDown(RunHost& host, AppState& st);
+// The window grew or shrank (full screen and back): the black box the
+// pictures stand in reaches into what it gained.
+void windowResized(RunHost& host, const AppState& st, int oldWidth, int oldHeight);
 
 // Shows the next sample picture of the information page.
 void nextslide(RunHost& host, AppState& st);

@@ -50,6 +50,11 @@ void Program::dispatch(std::function<void()> handler) {
     deferred_.pop_front();
     passOverFailure(next);
   }
+  // Each capture puts a new picture into Picture1.
+  if (const Picture& shown = host_.SurfacePicture1().picture(); shown && shown != named_) {
+    named_ = shown;
+    host_.namePicture(pictureName(st.picture1Recipe, st.seed, ++pictures_));
+  }
 }
 
 void Program::startup() {
@@ -176,6 +181,15 @@ void Program::keyUp(Field f) {
 
 void Program::keyDown(Field f, int keyCode) {
   if (f == Field::Text4) dispatch([this, keyCode] { text4KeyDown(host_, st, keyCode); });
+}
+
+void Program::resized(int oldWidth, int oldHeight) {
+  // A resize during a generation (which maximises the window first) waits
+  // for it, and then has nothing to do: the new picture fills the window.
+  const auto drawn = host_.SurfaceWindow().version();
+  dispatch([this, oldWidth, oldHeight, drawn] {
+    if (host_.SurfaceWindow().version() == drawn) windowResized(host_, st, oldWidth, oldHeight);
+  });
 }
 
 void Program::textChanged(Field f) {

@@ -31,6 +31,7 @@ class Program : public RunEvents {
   void keyUp(Field f) override;
   void keyDown(Field f, int keyCode) override;
   void textChanged(Field f) override;
+  void resized(int oldWidth, int oldHeight) override;
   void answer(const std::function<void()>& handler) override;
   std::optional<Clock::time_point> advance(Clock::time_point now) override;
 
@@ -49,6 +50,8 @@ class Program : public RunEvents {
   bool busy_ = false;
   std::deque<std::function<void()>> deferred_;
   std::optional<StepClock> steps_;  // while Picture1 bounces
+  Picture named_;                   // the picture last named, and how many came
+  long pictures_ = 0;
 };
 
 }  // namespace tavrel

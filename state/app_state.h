@@ -74,7 +74,8 @@ struct AppState {
   double lastslide = 0;
   Recipe picture1Recipe;  // what made the picture that Picture1 holds
 
-  // The source behind Rnd; seeded once by Randomize.
+  // The source behind Rnd; seeded once by Randomize, with `seed`.
+  std::uint32_t seed = 0;
   Random rnd;
   double Rnd() { return rnd.Rnd(); }
 };

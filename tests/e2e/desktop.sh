@@ -70,7 +70,7 @@ above "$(brightness 30x10+12+3)" 0.6 || fail "the menu bar did not come with the
 
 click "${options[@]}"; click $(entry 1) 1  # Screen-Saver mode, Fast
 menu_shows "screen-saver, Fast"
-click "${options[@]}"; click $(entry 2) 0.3; click 220 67 1  # Animation speed, Slow
+click "${options[@]}"; click $(entry 2) 0.3; click 280 67 1  # Animation speed, Slow
 menu_shows "screen-saver, Slow"
 
 click "${info[@]}" 0.6  # the information page over the black window

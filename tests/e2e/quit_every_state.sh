@@ -59,7 +59,7 @@ start; close; ends "closed on the start screen"
 start; begin; quit; ends "Quit in regular mode"
 start; begin; click "${info[@]}" 0.6; quit; ends "Quit on the information page"
 start; begin; click "${options[@]}"; click $(entry 1) 0.5
-click "${options[@]}"; click $(entry 2) 0.3; click 220 67 0.5  # Slow
+click "${options[@]}"; click $(entry 2) 0.3; click 280 67 0.5  # Slow
 close; ends "closed in screen-saver mode"
 
 # A new picture every second, Fast, and "Edit colors" open over it.
