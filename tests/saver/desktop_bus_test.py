@@ -333,11 +333,11 @@ class DesktopBusTest(dbusmock.DBusTestCase):
             self.monitor()
             self.logind('c1')
             probe = self.probe(['monitor yes', 'logind yes', 'ready'], {'XDG_SESSION_ID': 'c1'})
-            self.run_rows(probe, [
-                ('watching', lambda: probe.send('watch 1000'), 'watching'),
-                ('the bus goes', lambda: self.stop_dbus(pid), 'warning: the session bus closed'),
-                ('... and with it the monitor', lambda: None, 'idle-monitor-gone'),
-            ])
+            self.run_rows(probe, [('watching', lambda: probe.send('watch 1000'), 'watching')])
+            # The monitor may be seen leaving before the bus is seen closing, or with it.
+            self.stop_dbus(pid)
+            self.assertEqual(sorted([probe.next(), probe.next()]),
+                             ['idle-monitor-gone', 'warning: the session bus closed'])
             self.assertEqual(probe.end(), ([], 0))
         finally:
             os.environ['DBUS_SESSION_BUS_ADDRESS'] = own
