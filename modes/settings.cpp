@@ -1,8 +1,6 @@
 #include "modes/settings.h"
 
 #include <cerrno>
-#include <cstdlib>
-#include <map>
 #include <sstream>
 #include <system_error>
 #include <type_traits>
@@ -17,13 +15,6 @@ namespace tavrel {
 namespace {
 
 constexpr const char* kSection = "[tavrel]";
-
-std::string_view trimmed(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r'))
-    s.remove_suffix(1);
-  return s;
-}
 
 std::string_view trimmedBlanks(std::string_view s) {
   while (!s.empty() && s.front() == ' ') s.remove_prefix(1);
@@ -60,15 +51,10 @@ std::string asTyped(std::string_view text, double limit) {
 }  // namespace
 
 Settings parseSettings(std::string_view ini) {
-  std::map<std::string, std::string, std::less<>> values;
-  while (!ini.empty()) {
-    const auto nl = ini.find('\n');
-    const std::string_view line = trimmed(ini.substr(0, nl));
-    ini = nl == std::string_view::npos ? std::string_view{} : ini.substr(nl + 1);
-    const auto eq = line.find('=');
-    if (line.empty() || line[0] == '#' || line[0] == ';' || eq == std::string_view::npos) continue;
-    values[std::string(trimmed(line.substr(0, eq)))] = std::string(trimmed(line.substr(eq + 1)));
-  }
+  return settingsFrom(settingsValues(ini));
+}
+
+Settings settingsFrom(const SettingsValues& values) {
   auto value = [&](std::string_view key) -> const std::string* {
     auto it = values.find(key);
     return it == values.end() ? nullptr : &it->second;
@@ -122,18 +108,6 @@ std::string formatSettings(const Settings& s) {
   return out.str();
 }
 
-std::filesystem::path settingsPath() {
-  std::filesystem::path base;
-  if (const char* xdg = std::getenv("XDG_CONFIG_HOME"); xdg && *xdg == '/') {
-    base = xdg;
-  } else if (const char* home = std::getenv("HOME"); home && *home) {
-    base = std::filesystem::path(home) / ".config";
-  } else {
-    return {};
-  }
-  return base / "tavrel" / "tavrel.ini";
-}
-
 Settings currentSettings(RunHost& host, const AppState& st) {
   Settings s;
   s.detail = host.text(Field::Text3);
@@ -179,12 +153,9 @@ void applySettings(RunHost& host, AppState& st, const Settings& s) {
 }
 
 std::optional<Settings> readSettingsFile(const std::filesystem::path& path) {
-  // A settings file is a few hundred bytes; a longer one is read up to its
-  // last whole line within the limit.
-  const auto read = readFileCapped(path, kMaxSettingsFile, true);
-  const auto* text = std::get_if<std::string>(&read);
-  if (!text) return std::nullopt;
-  return parseSettings(*text);
+  const auto values = readSettingsValues(path);
+  if (!values) return std::nullopt;
+  return settingsFrom(*values);
 }
 
 void saveSettingsClick(RunHost& host, AppState& st) {
