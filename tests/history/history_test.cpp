@@ -193,6 +193,7 @@ TEST_F(HistoryFile, ABrokenFileIsMovedAsideWithOneLineAndItsNumbersGoOn) {
 
 TEST(HistoryChoice, NoHistoryAndTheSettingsKeyTurnItOff) {
   testing_support::TempDir dir;
+  const std::string config = std::getenv("XDG_CONFIG_HOME"), state = std::getenv("XDG_STATE_HOME");
   ::setenv("XDG_CONFIG_HOME", (dir / "config").c_str(), 1);
   ::setenv("XDG_STATE_HOME", (dir / "state").c_str(), 1);
   fs::create_directories(dir / "config" / "tavrel");
@@ -216,8 +217,8 @@ TEST(HistoryChoice, NoHistoryAndTheSettingsKeyTurnItOff) {
       EXPECT_EQ(h->file(), dir / "state" / "tavrel" / "history");
     }
   }
-  ::unsetenv("XDG_CONFIG_HOME");
-  ::unsetenv("XDG_STATE_HOME");
+  ::setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+  ::setenv("XDG_STATE_HOME", state.c_str(), 1);
 }
 
 }  // namespace

@@ -53,8 +53,9 @@ TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
 class SettingsEntries : public testing::Test {
  protected:
   void SetUp() override { ::setenv("XDG_CONFIG_HOME", dir_.path.c_str(), 1); }
-  void TearDown() override { ::unsetenv("XDG_CONFIG_HOME"); }
+  void TearDown() override { ::setenv("XDG_CONFIG_HOME", guest_.c_str(), 1); }
   testing_support::TempDir dir_;
+  const std::string guest_ = std::getenv("XDG_CONFIG_HOME");
 };
 
 TEST_F(SettingsEntries, SavedSettingsComeBackAtStartAndRestoreRemovesThem) {
