@@ -36,7 +36,10 @@ Layout layoutFor(int deviceWidth, int deviceHeight, std::optional<std::string_vi
 }
 
 Pictures::Pictures(const Settings& s, std::uint32_t seed, int width, int height)
-    : host_(surfaceSide(width), surfaceSide(height)), generator_(s.run.generator) {
+    : host_(surfaceSide(width), surfaceSide(height)),
+      generator_(s.run.generator),
+      seed_(seed),
+      history_(historyFor("tavrel-saver", s.noHistory)) {
   // The recipe tavrel-render --screensaver starts from with these options.
   stages::startFrom(firstRecipe(s.run, host_.ScaleWidth(), host_.ScaleHeight(), seed), host_, st_);
 }
@@ -53,6 +56,8 @@ Picture Pictures::next() {
   } catch (const std::exception&) {
     return nullptr;
   }
+  ++made_;
+  if (history_) history_->add(st_.picture1Recipe, seed_, made_);
   return host_.SurfacePicture1().Image();
 }
 

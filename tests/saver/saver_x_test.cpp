@@ -10,12 +10,15 @@
 
 #include <charconv>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
 
+#include "history/history.h"
 #include "saver_process.h"
 #include "x_probe.h"
 
@@ -226,6 +229,57 @@ TEST_F(SaverX, EightBitScreenWithAColourMap) {
   }
   EXPECT_NE(expected, pictures[0]);
   EXPECT_TRUE(waitForPicture(screen_->root, expected)) << nearest.stderrText();
+}
+
+// A module on each of two monitors and the renderer, all adding to one
+// history at once: every picture kept whole under a number of its own, and
+// each made again from it as it was shown or written.
+TEST_F(SaverX, TwoModulesAndTheRendererKeepOneHistory) {
+  ASSERT_TRUE(openDisplay("640x480x24"));
+  const testing_support::TempDir dir;
+  setenv("XDG_STATE_HOME", (dir / "state").c_str(), 1);
+  std::filesystem::create_directories(dir / "out");
+  const std::string modules[] = {"--seed 21", "--seed 22 --generator pattern --colors basic"};
+  for (const std::string& options : modules) startModule("--window --interval 1 " + options);
+  Child renderer({TAVREL_RENDER, "--seed", "23", "--count", "40", "--out", dir / "out"});
+  History history(dir / "state" / "tavrel", "tavrel-render");
+  const auto shown = [&](std::uint32_t seed) {
+    return std::ranges::count_if(history.entries(), [&](auto& e) { return e.seed == seed; });
+  };
+  ASSERT_EQ(renderer.waitExit(20s), 0) << renderer.stderrText();
+  for (const auto end = Clock::now() + 10s; Clock::now() < end && (shown(21) < 3 || shown(22) < 3);)
+    std::this_thread::sleep_for(100ms);
+  for (auto& module : modules_) module->signal(SIGTERM);
+  for (auto& module : modules_) EXPECT_EQ(module->waitExit(1000ms), 128 + SIGTERM);
+
+  const auto entries = history.entries();
+  ASSERT_GE(entries.size(), 46u);
+  std::map<std::uint32_t, std::vector<ImageData>> moduleShows;
+  for (std::uint32_t seed : {21u, 22u})
+    moduleShows[seed] = rendered(modules[seed - 21], static_cast<int>(shown(seed)));
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    const HistoryEntry& e = entries[i];
+    SCOPED_TRACE(e.number);
+    EXPECT_EQ(e.number, i + 1);
+    const std::string again = (dir / "again").string(), name = std::to_string(e.number);
+    std::filesystem::create_directories(again);
+    const std::string remake = "'" TAVREL_RENDER "' --no-history --from-history " + name +
+                               " --out '" + again + "' >/dev/null";
+    ASSERT_EQ(std::system(remake.c_str()), 0);
+    const auto made = readPng(again + "/history-" + name + ".png");
+    ASSERT_TRUE(made);
+    if (e.program == "tavrel-render") {
+      const auto bytes = [](const std::filesystem::path& p) {
+        std::ifstream in(p, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+      };
+      EXPECT_TRUE(bytes(again + "/history-" + name + ".png") ==
+                  bytes(dir / "out" / ("shape-23-" + std::to_string(e.place) + ".png")));
+    } else {
+      EXPECT_EQ(e.program, "tavrel-saver");
+      EXPECT_EQ(made->image, moduleShows.at(*e.seed).at(e.place - 1));
+    }
+  }
 }
 
 TEST_F(SaverX, BadInputGivesOneLineAndAnExitStatus) {
