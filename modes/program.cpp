@@ -50,6 +50,16 @@ void Program::dispatch(std::function<void()> handler) {
     deferred_.pop_front();
     passOverFailure(next);
   }
+  keepInHistory();
+}
+
+void Program::keepInHistory() {
+  const std::uint64_t made = st.picturesMade;
+  const std::uint64_t fresh = std::min<std::uint64_t>(made - kept_, st.shown.size());
+  kept_ = made;
+  if (!history_ || st.history != HistoryMode::on) return;
+  for (std::uint64_t i = fresh; i > 0; --i)
+    history_->add(st.shown[st.shown.size() - i].recipe, st.seed, made - i + 1);
 }
 
 void Program::startup() {
@@ -146,6 +156,10 @@ void Program::menuClick(Menu m) {
         return saveSettingsClick(host_, st);
       case Menu::restored:
         return restoredClick(host_, st);
+      case Menu::prevpic:
+        return prevpicClick(host_, st);
+      case Menu::nextpic:
+        return nextpicClick(host_, st);
       default:
         return;  // an entry without an action
     }

@@ -73,6 +73,7 @@ Settings settingsFrom(const SettingsValues& values) {
   choice(s.speed);
   choice(s.colours);
   choice(s.pattern);
+  choice(s.history);
   if (auto v = value("palette")) paletteFromText(*v, s.palette);
   if (auto v = value("zoom")) {
     try {
@@ -104,7 +105,8 @@ std::string formatSettings(const Settings& s) {
       << "pattern=" << wordOf(s.pattern) << "\n"
       << "palette=" << paletteToText(s.palette) << "\n"
       << "zoom=" << s.zoom << "\n"
-      << "printsize=" << s.printsize << "\n";
+      << "printsize=" << s.printsize << "\n"
+      << "history=" << wordOf(s.history) << "\n";
   return out.str();
 }
 
@@ -123,6 +125,7 @@ Settings currentSettings(RunHost& host, const AppState& st) {
   s.palette = st.userColors;
   s.zoom = static_cast<int>(st.savezoom);
   s.printsize = st.printsize;
+  s.history = st.history;
   return s;
 }
 
@@ -150,6 +153,7 @@ void applySettings(RunHost& host, AppState& st, const Settings& s) {
   st.userColors = s.palette;
   st.savezoom = s.zoom;
   st.printsize = s.printsize;
+  st.history = s.history;
 }
 
 std::optional<Settings> readSettingsFile(const std::filesystem::path& path) {

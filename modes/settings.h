@@ -24,6 +24,8 @@ struct Settings {
   UserPalette palette = basicPalette();
   int zoom = 4;          // how many times larger a saved picture is
   double printsize = 5;  // centimetres that 100 picture pixels take on paper
+  // Whether the pictures shown go to the history; every program reads this key.
+  HistoryMode history = HistoryMode::on;
 
   bool operator==(const Settings&) const = default;
 };

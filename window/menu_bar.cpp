@@ -65,6 +65,10 @@ std::map<Menu, QAction*> buildMenuBar(QMenuBar* bar, std::function<void(Menu)> c
       {Menu::fgdfgfg, Menu::options, "Edit colors", false, true, true, false},
       {Menu::hgfhg, Menu::options, "Print pattern (press \"P\")", false, true, true, false},
       {Menu::sdfdssdf, Menu::options, "Save shape (press \"S\")", false, true, true, false},
+
+      {Menu::prevpic, Menu::options, "Previous picture", false, true, true, false},
+      {Menu::nextpic, Menu::options, "Next picture", false, true, true, false},
+
       {Menu::fgdgf, Menu::options, "Auto-print", false, false, false, false},
       {Menu::dfsdffd, Menu::options, "Auto-save", false, false, false, false},
       {Menu::fghfghg, Menu::options, "Save settings", false, true, true, false},
@@ -104,6 +108,10 @@ std::map<Menu, QAction*> buildMenuBar(QMenuBar* bar, std::function<void(Menu)> c
     a->setVisible(e.visible);
     actions[e.name] = a;
   }
+
+  actions[Menu::prevpic]->setShortcut(QKeySequence(Qt::ALT | Qt::Key_Left));
+  actions[Menu::nextpic]->setShortcut(QKeySequence(Qt::ALT | Qt::Key_Right));
+
   return actions;
 }
 
