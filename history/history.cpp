@@ -29,11 +29,13 @@ constexpr std::string_view kEnd = "end\n";
 constexpr const char* kFileName = "history";
 constexpr const char* kBrokenName = "history.broken";
 
+// A number as the file writes it: decimal digits, no leading zero.
 template <typename T>
 std::optional<T> number(std::string_view s) {
   T v{};
   const auto [end, ec] = std::from_chars(s.data(), s.data() + s.size(), v);
   if (s.empty() || ec != std::errc{} || end != s.data() + s.size()) return std::nullopt;
+  if (s.size() > 1 && s[0] == '0') return std::nullopt;
   return v;
 }
 

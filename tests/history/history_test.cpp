@@ -55,6 +55,7 @@ TEST(HistoryText, ReadsWhatItWritesAndRefusesEveryBrokenPart) {
       "garbage\n",
       changed("tavrel-history 1", "tavrel-history 2"),
       changed("after=4", "after=5"),                         // a number not after the header's
+      changed("after=4", "after=04"),                        // a number not as the file writes it
       changed("picture 8", "picture 5"),                     // out of order
       changed("picture 8", "picture x"),                     // not a number
       changed("tavrel-render", "someone"),                   // no program of ours
