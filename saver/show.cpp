@@ -1,7 +1,6 @@
 #include "saver/show.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -27,9 +26,8 @@ int surfaceSide(int side) {
 }  // namespace
 
 Layout layoutFor(int deviceWidth, int deviceHeight, std::optional<std::string_view> scaleOverride) {
-  const double scale = chooseDisplayScale(deviceWidth, deviceHeight, scaleOverride);
   Layout l;
-  l.zoom = std::max(1, static_cast<int>(std::lround(scale)));
+  l.zoom = wholeDisplayScale(deviceWidth, deviceHeight, scaleOverride);
   l.width = std::max(1, deviceWidth / l.zoom);
   l.height = std::max(1, deviceHeight / l.zoom);
   return l;

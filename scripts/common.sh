@@ -11,12 +11,13 @@ set -euo pipefail
 # Wayland: libwayland and the protocol files for the module, Qt's Wayland
 # platform for the window, and a headless sway with grim and wtype to test them.
 # groff, desktop-file-utils and appstream check the manual pages and the
-# desktop's entries.
+# desktop's entries. swaybg draws sway's backgrounds, and GNOME's background
+# settings are read back with gsettings, for the wallpaper's tests.
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
-  libwayland-dev wayland-protocols qt6-wayland sway grim wtype
-  groff-base desktop-file-utils appstream)
+  libwayland-dev wayland-protocols qt6-wayland sway grim wtype swaybg
+  gsettings-desktop-schemas libglib2.0-bin groff-base desktop-file-utils appstream)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {

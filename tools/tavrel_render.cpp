@@ -21,6 +21,7 @@
 #include <system_error>
 #include <variant>
 
+#include "canvas/display_scale.h"
 #include "canvas/image_io.h"
 #include "canvas/palette.h"
 #include "canvas/png_text.h"
@@ -33,6 +34,7 @@
 #include "stages/stages.h"
 #include "state/app_state.h"
 #include "state/recipe.h"
+#include "wallpaper/wallpaper.h"
 
 namespace tavrel {
 namespace {
@@ -58,6 +60,8 @@ struct Settings {
   Recipe recipe;                             // read from `from` or the history
   bool list = false;                         // --history
   bool noHistory = false;
+  bool wallpaper = false;
+  wallpaper::Output screen;  // when no desktop tells the screen's size
   fs::path out;
   bool window = false;
   bool bmp = false;
@@ -179,6 +183,16 @@ Check setFromHistory(Settings& s, std::string_view v) {
   return kOk;
 }
 
+Check setScreen(Settings& s, std::string_view v) {
+  const auto x = v.find_first_of("xX");
+  const auto w = x == std::string_view::npos ? std::nullopt : wholeNumber<int>(v.substr(0, x));
+  const auto h = x == std::string_view::npos ? std::nullopt : wholeNumber<int>(v.substr(x + 1));
+  const auto inRange = [](std::optional<int> n) { return n && *n >= 1 && *n <= kMaxSide; };
+  if (!inRange(w) || !inRange(h)) return quotedText(v) + " is not a size from 1x1 to 16384x16384";
+  s.screen = {"", 0, 0, *w, *h, *w, *h};
+  return kOk;
+}
+
 Check setOut(Settings& s, std::string_view v) {
   if (v.empty()) return "the folder name is empty";
   s.out = fs::path(v);
@@ -210,6 +224,7 @@ enum Kind : unsigned {
   kFromFile = 8,
   kFromHistory = 16,
   kList = 32,
+  kWallpaper = 64,
 };
 
 constexpr Option kOptions[] = {
@@ -239,9 +254,13 @@ constexpr Option kOptions[] = {
     {"--from", "FILE.png", "", "make the picture of FILE again from the recipe it carries", setFrom,
      kFromFile, kRecipe | kCount | kFromHistory | kList},
     {"--history", "", "", "list the pictures kept in the history, newest first",
-     cli::setSwitch<&Settings::list>, kList, kRecipe | kCount | kFiles | kFromHistory},
+     cli::setSwitch<&Settings::list>, kList, kRecipe | kCount | kFiles | kFromHistory | kWallpaper},
     {"--from-history", "N", "", "make picture N of the history again", setFromHistory, kFromHistory,
      kRecipe | kCount | kList},
+    {"--wallpaper", "", "", "set the picture as the desktop's wallpaper (a tile or a shape)",
+     cli::setSwitch<&Settings::wallpaper>, kWallpaper, kCount | kFiles | kList},
+    {"--screen", "WxH", "1920x1080", "the screen's size, where no desktop tells it", setScreen,
+     kWallpaper},
     {"--no-history", "", "", "write nothing to the history", cli::setSwitch<&Settings::noHistory>},
     {"--max-memory", "MIB", "512", "memory a run from a recipe may take, in MiB", setMaxMemory},
     {"--help", "", "", "show this text and exit (also -h)", cli::setSwitch<&Settings::help>},
@@ -252,6 +271,7 @@ void printHelp() {
   std::cout << "Usage: tavrel-render [OPTION]...\n"
                "       tavrel-render --from FILE.png [--zoom Z] [--window] [--bmp] [--out DIR]\n"
                "       tavrel-render --history\n"
+               "       tavrel-render --wallpaper [OPTION]...\n"
                "       tavrel-render --from-history N [--zoom Z] [--window] [--bmp] [--out DIR]\n"
                "Makes random mirror-symmetric pictures without a window. Picture i goes to\n"
                "DIR/<generator>-<seed>-<i>.png, the 102 x 102 box of the finished shape;\n"
@@ -261,7 +281,11 @@ void printHelp() {
             << "'; --from makes that picture\n"
                "again, pixel for pixel, as DIR/<name of FILE>-again.png. Every picture the\n"
                "three programs show or write is kept in the history, the newest 1000, under\n"
-               "a lasting number; --from-history N makes number N again as DIR/history-N.png.\n\n"
+               "a lasting number; --from-history N makes number N again as DIR/history-N.png.\n"
+               "--wallpaper makes a picture for the screen, a pattern tile repeated edge to\n"
+               "edge or a shape centred on black, and sets it on the desktop (GNOME, KDE\n"
+               "Plasma, sway, a plain X11 desktop); the files go to\n"
+               "$XDG_DATA_HOME/tavrel/wallpaper.\n\n"
             << cli::optionsHelp<Settings>(kOptions)
             << "\nBad input gives a one-line message and exit status 2, and writes no file.\n";
 }
@@ -330,9 +354,11 @@ std::uint64_t memoryFor(int width, int height, const Settings& s) {
 
 // A combination check and a probe of the folder: all bad input is found
 // before the first file is written.
-std::optional<std::string> validate(const Settings& s) {
+std::optional<std::string> validate(const Settings& s, const std::vector<std::string_view>& given) {
   if (!s.palette.empty() && s.run.colours != ColourMode::user)
     return "--palette needs --colors user";
+  if (std::find(given.begin(), given.end(), "--screen") != given.end() && !s.wallpaper)
+    return "--screen needs --wallpaper";
   const bool elsewhere = s.from || s.fromHistory;
   const int width = elsewhere ? s.recipe.width : s.width;
   const int height = elsewhere ? s.recipe.height : s.height;
@@ -348,6 +374,7 @@ std::optional<std::string> validate(const Settings& s) {
     return std::string("--window with --zoom ") + std::to_string(s.zoom) +
            " would make a picture wider or taller than 16384 pixels";
   }
+  if (s.wallpaper) return std::nullopt;  // its files have a folder of their own
   std::error_code ec;
   if (!fs::is_directory(s.out, ec))
     return "--out: " + quotedText(s.out.string()) + " is not a folder";
@@ -370,6 +397,18 @@ std::optional<std::string> writePicture(const fs::path& png, const ImageData& im
   bmp.replace_extension(".bmp");
   if (!writeFile(bmp, encodeBmp(big))) return failed(bmp);
   return std::nullopt;
+}
+
+// The picture as the desktop's wallpaper: a line for each file and where it
+// went; a line and status 1 when the desktop could not take it.
+int setWallpaper(const Settings& s, const ImageData& picture, const PngTexts& texts, Generator g) {
+  wallpaper::Request r{picture, texts, g, s.screen, std::nullopt};
+  if (const char* scale = std::getenv(kScaleVariable)) r.scaleOverride = scale;
+  const wallpaper::Outcome made = wallpaper::makeWallpaper(r);
+  for (const std::string& line : made.lines) std::cout << line << "\n";
+  if (!made.failed) return 0;
+  std::cerr << "tavrel-render: " << *made.failed << "\n";
+  return 1;
 }
 
 int render(const Settings& s) {
@@ -409,6 +448,11 @@ int render(const Settings& s) {
                                            : std::string(wordOf(first.generator)) + "-" +
                                             std::to_string(seed) + "-" + std::to_string(i);
     const PngTexts texts = {{std::string(kRecipeKeyword), recipeToText(st.picture1Recipe)}};
+    if (s.wallpaper) {
+      if (history)
+        history->add(st.picture1Recipe, elsewhere ? std::nullopt : std::optional(seed), 1);
+      return setWallpaper(s, *host.SurfacePicture1().Image(), texts, first.generator);
+    }
     const fs::path picture = s.out / (name + ".png");
     auto failed = writePicture(picture, *host.SurfacePicture1().Image(), s, texts);
     if (!failed && s.window)
@@ -452,7 +496,7 @@ int run(int argc, char** argv) {
   if (settings.list) return listHistory();
   if (settings.fromHistory)
     if (auto problem = takeFromHistory(settings)) return fail(*problem);
-  if (auto problem = validate(settings)) return fail(*problem);
+  if (auto problem = validate(settings, given)) return fail(*problem);
   return render(settings);
 }
 

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <charconv>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -280,6 +281,55 @@ TEST_F(SaverX, TwoModulesAndTheRendererKeepOneHistory) {
       EXPECT_EQ(made->image, moduleShows.at(*e.seed).at(e.place - 1));
     }
   }
+}
+
+// The wallpaper of a plain X11 desktop: the root window's pixmap holds the
+// tile repeated over the whole screen, named in both properties; a second
+// takes its place and the first pixmap is freed, so that a change a day
+// leaks nothing.
+TEST_F(SaverX, TheWallpaperIsTheRootPixmapAndTheOneBeforeIsFreed) {
+  ASSERT_TRUE(openDisplay("1280x800x24"));
+  const testing_support::TempDir dir;
+  setenv("XDG_DATA_HOME", dir.path.c_str(), 1);
+  unsetenv("XDG_CURRENT_DESKTOP");
+  unsetenv("SWAYSOCK");
+  const auto rootPixmap = [&](const char* name) {
+    const Reply<xcb_intern_atom_reply_t> a(
+        xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, std::strlen(name), name), nullptr));
+    const Reply<xcb_get_property_reply_t> p(xcb_get_property_reply(
+        c_, xcb_get_property(c_, 0, screen_->root, a->atom, XCB_ATOM_PIXMAP, 0, 1), nullptr));
+    return p && xcb_get_property_value_length(p.get()) == 4
+               ? *static_cast<xcb_pixmap_t*>(xcb_get_property_value(p.get()))
+               : XCB_NONE;
+  };
+  const auto alive = [&](xcb_pixmap_t p) {
+    return Reply<xcb_get_geometry_reply_t>(
+               xcb_get_geometry_reply(c_, xcb_get_geometry(c_, p), nullptr)) != nullptr;
+  };
+  std::vector<xcb_pixmap_t> set;
+  for (const char* seed : {"7", "8"}) {
+    const std::string command = "'" TAVREL_RENDER "' --wallpaper --generator pattern --seed " +
+                                std::string(seed) + " --no-history >/dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    const xcb_pixmap_t p = rootPixmap("_XROOTPMAP_ID");
+    ASSERT_NE(p, XCB_NONE);
+    EXPECT_EQ(rootPixmap("ESETROOT_PMAP_ID"), p);
+    // The tile's pixels 1 to 98 over the whole screen, one device pixel
+    // each at this size, in the pixmap and on the bare root window alike.
+    const ImageData tile = rendered("--generator pattern --seed " + std::string(seed), 1)[0];
+    for (xcb_drawable_t shown : {p, screen_->root}) {
+      const auto shot = grab(c_, shown);
+      ASSERT_TRUE(shot);
+      ASSERT_EQ(std::pair(shot->width, shot->height), std::pair(1280, 800));
+      for (int y = 0; y < 800; ++y)
+        for (int x = 0; x < 1280; ++x)
+          ASSERT_EQ(shot->at(x, y), tile.at(1 + x % 98, 1 + y % 98)) << x << "," << y;
+    }
+    set.push_back(p);
+  }
+  EXPECT_NE(set[0], set[1]);
+  EXPECT_FALSE(alive(set[0]));
+  EXPECT_TRUE(alive(set[1]));
 }
 
 TEST_F(SaverX, BadInputGivesOneLineAndAnExitStatus) {
