@@ -380,8 +380,10 @@ bool History::add(const Recipe& recipe, std::optional<std::uint32_t> seed, std::
     const std::size_t from = n > kHistoryKept - 1 ? n - (kHistoryKept - 1) : 0;
     std::string cut =
         historyHeader(from < n ? layout->records[from].head.number - 1 : layout->after);
+    cut.reserve(text.size() + record.size());
     for (std::size_t i = from; i < n; ++i) cut += layout->records[i].whole;
-    return writeFile(file(), cut + record) || failed();
+    cut += record;
+    return writeFile(file(), cut) || failed();
   }
   return false;
 }
