@@ -258,6 +258,14 @@ TEST_F(RenderTest, TheHistoryKeepsEveryPictureWrittenAndMakesItAgain) {
     }
   }
   EXPECT_EQ(filesIn(again).size(), 13u);
+  // A picture of the history is held to the memory budget as a file's recipe is.
+  Recipe huge = recipeFromText(png(first / "shape-3-1.png").texts.at(0).second).value();
+  huge.width = huge.height = 16384;
+  ASSERT_TRUE(History(state_.path / "tavrel", "tavrel").add(huge, 1, 1));
+  EXPECT_EQ(render("--from-history 5 --out " + quoted(again)), 2);
+  EXPECT_EQ(err_,
+            "tavrel-render: picture 5 of the history needs 1040 MiB for its 16384x16384 "
+            "surface, more than --max-memory 512 (see --help)\n");
 }
 
 // A history that can't be written, and one that is broken: one line, and
