@@ -50,11 +50,24 @@ void Program::dispatch(std::function<void()> handler) {
     deferred_.pop_front();
     passOverFailure(next);
   }
-  // Each capture puts a new picture into Picture1.
-  if (const Picture& shown = host_.SurfacePicture1().picture(); shown && shown != named_) {
+  // Each capture, or a step back or forth, puts a picture into Picture1:
+  // it is named by its number in the run.
+  if (const Picture& shown = host_.SurfacePicture1().picture();
+      shown && shown != named_ && !st.shown.empty()) {
     named_ = shown;
-    host_.namePicture(pictureName(st.picture1Recipe, st.seed, ++pictures_));
+    const std::uint64_t number = st.picturesMade - st.shown.size() + 1 + st.onShow;
+    host_.namePicture(pictureName(st.picture1Recipe, st.seed, static_cast<long>(number)));
   }
+  keepInHistory();
+}
+
+void Program::keepInHistory() {
+  const std::uint64_t made = st.picturesMade;
+  const std::uint64_t fresh = std::min<std::uint64_t>(made - kept_, st.shown.size());
+  kept_ = made;
+  if (!history_ || st.history != HistoryMode::on) return;
+  for (std::uint64_t i = fresh; i > 0; --i)
+    history_->add(st.shown[st.shown.size() - i].recipe, st.seed, made - i + 1);
 }
 
 void Program::startup() {
@@ -151,6 +164,10 @@ void Program::menuClick(Menu m) {
         return saveSettingsClick(host_, st);
       case Menu::restored:
         return restoredClick(host_, st);
+      case Menu::prevpic:
+        return prevpicClick(host_, st);
+      case Menu::nextpic:
+        return nextpicClick(host_, st);
       default:
         return;  // an entry without an action
     }

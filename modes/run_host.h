@@ -47,7 +47,11 @@ enum class Menu {
   tyhfghgfh,  // "Complexity of shape" (submenu, hidden)
   snormal,    // "Shapes simple"
   scenter,    // "Shapes complex"
-  orderinfo   // "Ordering information"
+  orderinfo,  // "Ordering information"
+
+  // Stepping through the pictures of the run, in Options.
+  prevpic,  // "Previous picture" (Alt+Left)
+  nextpic,  // "Next picture" (Alt+Right)
 };
 
 enum class TimerId { Timer1, Timer2, Timer4 };

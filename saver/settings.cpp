@@ -88,6 +88,8 @@ constexpr Option kOptions[] = {
     {"--seed", "N", "", "random seed, 0 to 4294967295 (default: the clock)", setSeed},
     {"--fps", "", "", "show the frame rate in a corner", cli::setSwitch<&Settings::fps>},
     {"--no-input-exit", "", "", "on Wayland, keep running on keys and pointer", keepOnInput},
+    {"--no-history", "", "", "keep the pictures shown out of the history",
+     cli::setSwitch<&Settings::noHistory>},
     {"--help", "", "", "show this text and exit (also -h)", cli::setSwitch<&Settings::help>},
     {"--version", "", "", "show the version and exit", cli::setSwitch<&Settings::version>},
 };

@@ -14,13 +14,16 @@ set -euo pipefail
 # GNOME, the desktop screen-saver and logind to test it.
 # groff, desktop-file-utils and appstream check the manual pages and the
 # desktop's entries; devscripts' hardening-check the programs' build flags.
+# swaybg draws sway's backgrounds, and GNOME's background settings are read
+# back with gsettings, for the wallpaper's tests.
 # The window's desktop tests run it under openbox, read the AT-SPI tree
 # (pyatspi, at-spi2-core, in a session bus of their own) and the window
 # manager's properties (xprop, python3-xlib).
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
-  libwayland-dev wayland-protocols qt6-wayland sway grim wtype
+  libwayland-dev wayland-protocols qt6-wayland sway grim wtype swaybg
+  gsettings-desktop-schemas libglib2.0-bin
   libsystemd-dev dbus-daemon python3-dbusmock
   groff-base desktop-file-utils appstream devscripts
   openbox python3-pyatspi at-spi2-core x11-utils python3-xlib)

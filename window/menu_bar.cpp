@@ -76,8 +76,6 @@ struct Entry {
   const char* shortcut;
 };
 
-// "Next picture" (N) and "Previous picture" (o) are the free letters left for
-// the entries still to come in Options.
 constexpr Entry kTree[] = {
     {Menu::options, Menu::options, "&Options", Group::none, false, true, true, true, ""},
     {Menu::regmode, Menu::options, "&Regular mode", Group::mode, true, true, true, false, ""},
@@ -99,6 +97,10 @@ constexpr Entry kTree[] = {
      false, "P"},
     {Menu::sdfdssdf, Menu::options, "&Save shape (press \"S\")", Group::none, false, true, true,
      false, "S"},
+    {Menu::prevpic, Menu::options, "Previ&ous picture", Group::none, false, true, true, false,
+     "Alt+Left"},
+    {Menu::nextpic, Menu::options, "&Next picture", Group::none, false, true, true, false,
+     "Alt+Right"},
     {Menu::fgdgf, Menu::options, "Auto-print", Group::none, false, false, false, false, ""},
     {Menu::dfsdffd, Menu::options, "Auto-save", Group::none, false, false, false, false, ""},
     {Menu::fghfghg, Menu::options, "Save se&ttings", Group::none, false, true, true, false, ""},

@@ -23,7 +23,22 @@ def new_picture(g):
     """Clicks "Create random shape" and gives the new picture's name."""
     before = g.picture_name()
     g.click_node(wait("the button shows", lambda: g.find("Create random shape", "push button")))
-    return wait("a new picture", lambda: g.picture_name() != before and g.picture_name())
+    name = wait("a new picture", lambda: g.picture_name() != before and g.picture_name())
+    g.newest = number(name)
+    return name
+
+
+def number(name):
+    """The picture's place in the run, as its name gives it."""
+    return int(name.rsplit("picture ", 1)[1]) if name and "picture " in name else None
+
+
+def steps(by):
+    """Previous or Next picture: the one before the newest, or the newest again."""
+    def check(g):
+        want = g.newest + by if by < 0 else g.newest
+        wait(f"picture {want} on show", lambda: number(g.picture_name()) == want)
+    return check
 
 
 def view_colours(g):
@@ -132,6 +147,8 @@ ROWS = [
     (("Pattern mode", "Create part of pattern"), ticks("Create pattern", "Create part of pattern")),
     (("Pattern mode", "Create single shape"), makes("Shape", tiles=False)),
     (("Options", 'Save shape (press "S")'), saved),
+    (("Options", "Previous picture"), steps(-1)),
+    (("Options", "Next picture"), steps(+1)),
     (("Options", "Save settings"), settings_file(True)),
     (("Options", "Restore default settings"), settings_file(False)),
     (("Options", "Edit colors"), dialog("Edit colors")),

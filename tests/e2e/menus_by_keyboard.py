@@ -34,6 +34,8 @@ WALK = [
     (["Down"], [*OPTIONS, "Edit colors"]),
     (["Down"], [*OPTIONS, 'Print pattern (press "P")']),
     (["Down"], [*OPTIONS, 'Save shape (press "S")']),
+    (["Down"], [*OPTIONS, "Previous picture"]),
+    (["Down"], [*OPTIONS, "Next picture"]),
     (["Down"], [*OPTIONS, "Save settings"]),
     (["Down"], [*OPTIONS, "Restore default settings"]),
     (["Down"], [*OPTIONS, "Quit"]),

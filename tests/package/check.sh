@@ -4,8 +4,9 @@
 # PATH; Debian's XScreenSaver runs the module by its bare name and its
 # settings dialog reads the module's settings file; the desktop's
 # entries validate; every manual page renders through man without a
-# warning; its user service is sound and not enabled. Then `apt-get remove
-# tavrel` leaves none of its files behind, and a purge nothing else either.
+# warning; its user service is sound and not enabled, and the wallpaper's
+# timer is installed, not enabled. Then `apt-get remove tavrel` leaves none
+# of its files behind, and a purge nothing else either.
 # Runs as root (as on CI) or through sudo; it refuses when tavrel is already
 # installed, as it removes the package at the end.
 # Usage: tests/package/check.sh DEB
@@ -47,7 +48,7 @@ settings_dialog_reads_module_settings() {
 }
 
 [ "$(status)" != installed ] || fail "tavrel is installed already; remove it first"
-PACKAGES=(man-db xscreensaver xvfb xauth imagemagick strace desktop-file-utils appstream)
+PACKAGES=(man-db xscreensaver xvfb xauth imagemagick strace desktop-file-utils appstream systemd)
 install_missing
 
 as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$deb" \
@@ -79,6 +80,19 @@ tests/saver/xscreensaver_daemon.sh tavrel-saver /usr/bin/tavrel-render ||
   fail "the daemon does not run the installed module by its name"
 settings_dialog_reads_module_settings ||
   fail "xscreensaver-settings does not read /usr/share/xscreensaver/config/tavrel-saver.xml"
+
+# The daily wallpaper's user units: valid, installed and enabled for no one;
+# the README's command enables the timer for a user.
+units=(/usr/lib/systemd/user/tavrel-wallpaper.service /usr/lib/systemd/user/tavrel-wallpaper.timer)
+for unit in "${units[@]}"; do [ -f "$unit" ] || fail "no user unit $unit"; done
+systemd-analyze verify "${units[@]}" >"$tmp/verify" 2>&1 || fail "the units don't verify: $(cat "$tmp/verify")"
+[ "$(systemctl --global is-enabled tavrel-wallpaper.timer 2>&1)" = disabled ] ||
+  fail "the timer is enabled on installing"
+mkdir "$tmp/user"
+(cd "$tmp/user" && env -i PATH=/usr/bin:/bin HOME="$tmp/user" systemctl --user enable tavrel-wallpaper.timer \
+  >/dev/null 2>&1) || fail "systemctl --user enable tavrel-wallpaper.timer failed"
+[ -L "$tmp/user/.config/systemd/user/timers.target.wants/tavrel-wallpaper.timer" ] ||
+  fail "systemctl --user enable tavrel-wallpaper.timer did not enable it"
 
 # The desktop's entries and the icon they name.
 entry=/usr/share/applications/io.github.tavrel.Tavrel.desktop

@@ -153,6 +153,47 @@ class SaverWayland : public ::testing::Test {
   std::vector<std::unique_ptr<Child>> modules_;
 };
 
+// The wallpaper on sway, on two outputs side by side, the second at scale 2:
+// each shows the tile in its own device pixels, all on one grid over the
+// layout, so that it runs on unbroken across the seam.
+TEST_F(SaverWayland, TheWallpaperTileRunsOnAcrossTwoOutputs) {
+  ASSERT_TRUE(swaymsg("create_output"));
+  ASSERT_TRUE(swaymsg("output HEADLESS-1 mode 1000x700 position 0 0"));
+  ASSERT_TRUE(swaymsg("output HEADLESS-2 mode 1600x1200 scale 2 position 1000 0"));
+  setenv("XDG_DATA_HOME", (dir_ / "data").c_str(), 1);
+  unsetenv("XDG_CURRENT_DESKTOP");
+  Child render(
+      {TAVREL_RENDER, "--wallpaper", "--generator", "pattern", "--seed", "9", "--no-history"});
+  ASSERT_EQ(render.waitExit(20s), 0) << render.stderrText();
+  const ImageData tile = rendered("--generator pattern --seed 9", 1)[0];
+  // The layout's zoom is 1 (the larger output, 1000x700 layout pixels); the
+  // second output's layout pixels are 2 device pixels each way and begin
+  // at x = 1000, 20 pixels into a tile.
+  const auto wanted = [&](int layoutX, int layoutY) {
+    return tile.at(1 + layoutX % 98, 1 + layoutY % 98);
+  };
+  const struct {
+    const char* name;
+    int x, scale, width, height;  // in layout pixels, then device pixels
+  } outputs[] = {{"HEADLESS-1", 0, 1, 1000, 700}, {"HEADLESS-2", 1000, 2, 1600, 1200}};
+  for (const auto& o : outputs) {
+    SCOPED_TRACE(o.name);
+    // The background shows once swaybg has drawn it.
+    std::optional<Shot> s;
+    const auto shows = [&] {
+      for (int y = 0; y < s->height; ++y)
+        for (int x = 0; x < s->width; ++x)
+          if (s->at(x, y) != wanted(o.x + x / o.scale, y / o.scale)) return false;
+      return true;
+    };
+    for (const auto end = Clock::now() + 5s; Clock::now() < end; std::this_thread::sleep_for(100ms))
+      if ((s = shot(o.name)) && shows()) break;
+    ASSERT_TRUE(s);
+    EXPECT_EQ(std::pair(s->width, s->height), std::pair(o.width, o.height));
+    EXPECT_TRUE(shows()) << "the tile is not on the one grid";
+  }
+}
+
 // Two outputs of different sizes, one of them at scale 2; one added and one
 // taken away while it runs.
 TEST_F(SaverWayland, EveryOutputShowsThePictureAsOutputsComeAndGo) {
