@@ -240,12 +240,13 @@ TEST_F(SaverWayland, FullScreenWindowsWithoutLayerShell) {
   EXPECT_EQ(module.waitExit(1000ms), 0);
 }
 
-TEST_F(SaverWayland, TheCompositorGoingAwayEndsItQuietly) {
+// A daemon must tell a lost compositor from a dismissal: one line, status 1.
+TEST_F(SaverWayland, TheCompositorGoingAwayIsOneLineAndStatusOne) {
   Child& module = startModule("--wayland --seed 3");
   ASSERT_TRUE(waitForPicture("HEADLESS-1", rendered("--seed 3", 1)[0])) << module.stderrText();
   sway_->signal(SIGTERM);
-  EXPECT_EQ(module.waitExit(1000ms), 0);
-  EXPECT_EQ(module.stderrText(), "");
+  EXPECT_EQ(module.waitExit(1000ms), 1);
+  EXPECT_EQ(module.stderrText(), "tavrel-saver: lost the connection to the Wayland compositor\n");
 }
 
 #ifdef TAVREL_APP
