@@ -157,14 +157,18 @@ std::variant<Ending, std::string> WaylandScreen::run() {
                     {signalDescriptor(), POLLIN, 0},
                     {lockCommand_.fd(), POLLIN, 0}};
     const int n = poll(fds, lockCommand_.fd() >= 0 ? 3 : 2, timeout);
-    if (!display_.read(n > 0 ? fds[0].revents : 0)) return display_.lost();
+    const bool read = display_.read(n > 0 ? fds[0].revents : 0);
     now = Clock::now();
-    if (n > 0 && (fds[2].revents & POLLIN) && lockCommand_.reap()) resident_.lockCommandEnded(now);
-    if (n <= 0 || !(fds[1].revents & POLLIN)) continue;
-    while (const int signal = takeSignal()) {
-      if (ends(signal)) return Ending{0, signal};
-      show_.pictureNow(now);
+    // A signal first: one that ends the module together with the
+    // compositor's going is no failure.
+    if (n > 0 && (fds[1].revents & POLLIN)) {
+      while (const int signal = takeSignal()) {
+        if (ends(signal)) return Ending{0, signal};
+        show_.pictureNow(now);
+      }
     }
+    if (!read) return display_.lost();
+    if (n > 0 && (fds[2].revents & POLLIN) && lockCommand_.reap()) resident_.lockCommandEnded(now);
   }
 }
 

@@ -26,7 +26,8 @@ void Seats::add(wl_display* display, wl_seat* seat) {
 
 void Seats::startShow() {
   input_ = false;
-  hadKeyboard_ = false;
+  hadKeyboard_ = leftPictures_ = false;
+  left_ = nullptr;
   for (const auto& seat : seats_) {
     seat->placed = false;
     seat->keys.clear();
@@ -104,12 +105,20 @@ const wl_keyboard_listener Seats::kKeyboardListener = {
     .enter =
         [](void* data, wl_keyboard*, uint32_t, wl_surface* surface, wl_array*) {
           auto* seat = static_cast<Seat*>(data);
-          seat->focused = seat->seats->whose_(surface) != Whose::other;
-          seat->seats->hadKeyboard_ = seat->seats->hadKeyboard_ || seat->focused;
+          Seats& seats = *seat->seats;
+          seat->focused = seats.whose_(surface) != Whose::other;
+          seats.hadKeyboard_ = seats.hadKeyboard_ || seat->focused;
+          // From one window of the pictures to another is no loss.
+          if (seat->focused && surface != seats.left_) seats.leftPictures_ = false;
         },
     .leave =
-        [](void* data, wl_keyboard*, uint32_t, wl_surface*) {
+        [](void* data, wl_keyboard*, uint32_t, wl_surface* surface) {
           auto* seat = static_cast<Seat*>(data);
+          Seats& seats = *seat->seats;
+          if (seat->focused && seats.whose_(surface) != Whose::other) {
+            seats.leftPictures_ = true;
+            seats.left_ = surface;
+          }
           seat->focused = false;
           seat->keys.clear();
         },

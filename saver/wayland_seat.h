@@ -41,8 +41,10 @@ class Seats {
   bool keyboardSettled() const;
   // Whether one of the module's surfaces has the keyboard.
   bool keyboardOnPictures() const;
-  // Whether the pictures had the keyboard in this show and lost it.
-  bool keyboardLost() const { return hadKeyboard_ && !keyboardOnPictures(); }
+  // Whether the pictures had the keyboard in this show and lost it, if only
+  // for a moment: sway 1.7 gives it back to an older overlay at once when a
+  // locker takes the input, with the locker hidden under that overlay.
+  bool keyboardLost() const { return hadKeyboard_ && (leftPictures_ || !keyboardOnPictures()); }
 
  private:
   struct Seat {
@@ -70,6 +72,9 @@ class Seats {
   std::vector<std::unique_ptr<Seat>> seats_;
   bool input_ = false;
   bool hadKeyboard_ = false;
+  // The keyboard left a surface of the pictures and came to no other of them.
+  bool leftPictures_ = false;
+  const wl_surface* left_ = nullptr;
 };
 
 }  // namespace tavrel::saver

@@ -5,6 +5,7 @@
 //   wl_pointer press               a left click where the pointer stands
 //   wl_pointer click X Y W H       to (X, Y) of a W x H layout, then a left click
 //   wl_pointer key CODE            a key pressed and released (fake input only)
+//   wl_pointer dpms on|off         every output's power (KWin's interface)
 // Exit 0 once the compositor has the events, 1 when it has no such interface.
 #include <unistd.h>
 #include <wayland-client.h>
@@ -13,8 +14,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "fake-input-client-protocol.h"
+#include "kde-dpms-client-protocol.h"
 #include "virtual-pointer-client-protocol.h"
 
 namespace {
@@ -25,6 +28,8 @@ struct Globals {
   wl_seat* seat = nullptr;
   zwlr_virtual_pointer_manager_v1* manager = nullptr;
   org_kde_kwin_fake_input* fake = nullptr;
+  org_kde_kwin_dpms_manager* dpms = nullptr;
+  std::vector<wl_output*> outputs;
 };
 
 void global(void* data, wl_registry* registry, std::uint32_t name, const char* interface,
@@ -35,6 +40,12 @@ void global(void* data, wl_registry* registry, std::uint32_t name, const char* i
   } else if (std::strcmp(interface, zwlr_virtual_pointer_manager_v1_interface.name) == 0) {
     g->manager = static_cast<zwlr_virtual_pointer_manager_v1*>(
         wl_registry_bind(registry, name, &zwlr_virtual_pointer_manager_v1_interface, 1));
+  } else if (std::strcmp(interface, wl_output_interface.name) == 0) {
+    g->outputs.push_back(
+        static_cast<wl_output*>(wl_registry_bind(registry, name, &wl_output_interface, 1)));
+  } else if (std::strcmp(interface, org_kde_kwin_dpms_manager_interface.name) == 0) {
+    g->dpms = static_cast<org_kde_kwin_dpms_manager*>(
+        wl_registry_bind(registry, name, &org_kde_kwin_dpms_manager_interface, 1));
   } else if (std::strcmp(interface, org_kde_kwin_fake_input_interface.name) == 0 && version >= 4) {
     g->fake = static_cast<org_kde_kwin_fake_input*>(
         wl_registry_bind(registry, name, &org_kde_kwin_fake_input_interface, 4));
@@ -77,8 +88,10 @@ int fakeInput(wl_display* display, org_kde_kwin_fake_input* fake, std::string_vi
 int main(int argc, char** argv) {
   const std::string_view what = argc > 1 ? argv[1] : "";
   if (!((what == "move" && argc == 4) || (what == "press" && argc == 2) ||
-        (what == "click" && argc == 6) || (what == "key" && argc == 3))) {
-    std::fprintf(stderr, "usage: wl_pointer move DX DY | press | click X Y W H | key CODE\n");
+        (what == "click" && argc == 6) || (what == "key" && argc == 3) ||
+        (what == "dpms" && argc == 3))) {
+    std::fprintf(stderr,
+                 "usage: wl_pointer move DX DY | press | click X Y W H | key CODE | dpms on|off\n");
     return 2;
   }
   wl_display* display = wl_display_connect(nullptr);
@@ -90,6 +103,18 @@ int main(int argc, char** argv) {
   wl_registry* registry = wl_display_get_registry(display);
   wl_registry_add_listener(registry, &kRegistry, &g);
   wl_display_roundtrip(display);
+  if (what == "dpms") {
+    if (!g.dpms) {
+      std::fprintf(stderr, "wl_pointer: the compositor has no power interface\n");
+      return 1;
+    }
+    const std::uint32_t mode = std::string_view(argv[2]) == "on" ? 0 : 3;  // On, Off
+    for (wl_output* output : g.outputs)
+      org_kde_kwin_dpms_set(org_kde_kwin_dpms_manager_get(g.dpms, output), mode);
+    wl_display_roundtrip(display);
+    wl_display_disconnect(display);
+    return 0;
+  }
   if (g.fake && !g.manager) {
     const int status = fakeInput(display, g.fake, what, argv);
     wl_display_disconnect(display);
