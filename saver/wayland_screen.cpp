@@ -84,6 +84,13 @@ void WaylandScreen::feed(Clock::time_point now) {
   for (const auto& o : display_.outputs)
     if (o->takeClosed()) resident_.active(now);
   if (display_.covering() && resident_.pictures() && heeded) {
+    // Overlays made anew after such a to and fro are under a locker, if one
+    // came, and do not get the keyboard.
+    if (display_.globals.layerShell && seats.takeRefocused()) {
+      display_.cover(false);
+      display_.cover(true);
+      seats.startShow();
+    }
     // A locker takes the keyboard: from the pictures, or, where an overlay
     // is given the keyboard as it appears, before them.
     const bool shown =

@@ -26,7 +26,7 @@ void Seats::add(wl_display* display, wl_seat* seat) {
 
 void Seats::startShow() {
   input_ = false;
-  hadKeyboard_ = leftPictures_ = false;
+  hadKeyboard_ = refocused_ = false;
   left_ = nullptr;
   for (const auto& seat : seats_) {
     seat->placed = false;
@@ -108,17 +108,14 @@ const wl_keyboard_listener Seats::kKeyboardListener = {
           Seats& seats = *seat->seats;
           seat->focused = seats.whose_(surface) != Whose::other;
           seats.hadKeyboard_ = seats.hadKeyboard_ || seat->focused;
-          // From one window of the pictures to another is no loss.
-          if (seat->focused && surface != seats.left_) seats.leftPictures_ = false;
+          if (seat->focused && surface == seats.left_) seats.refocused_ = true;
+          seats.left_ = nullptr;
         },
     .leave =
         [](void* data, wl_keyboard*, uint32_t, wl_surface* surface) {
           auto* seat = static_cast<Seat*>(data);
           Seats& seats = *seat->seats;
-          if (seat->focused && seats.whose_(surface) != Whose::other) {
-            seats.leftPictures_ = true;
-            seats.left_ = surface;
-          }
+          if (seat->focused && seats.whose_(surface) != Whose::other) seats.left_ = surface;
           seat->focused = false;
           seat->keys.clear();
         },

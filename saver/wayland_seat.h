@@ -41,10 +41,13 @@ class Seats {
   bool keyboardSettled() const;
   // Whether one of the module's surfaces has the keyboard.
   bool keyboardOnPictures() const;
-  // Whether the pictures had the keyboard in this show and lost it, if only
-  // for a moment: sway 1.7 gives it back to an older overlay at once when a
-  // locker takes the input, with the locker hidden under that overlay.
-  bool keyboardLost() const { return hadKeyboard_ && (leftPictures_ || !keyboardOnPictures()); }
+  // Whether the pictures had the keyboard in this show and lost it.
+  bool keyboardLost() const { return hadKeyboard_ && !keyboardOnPictures(); }
+  // Whether the keyboard left a surface of the pictures and came straight
+  // back since the last call. Sway 1.7 does so to an overlay when a window
+  // appears, and when a locker takes the input, which it then shows under
+  // the older overlay.
+  bool takeRefocused() { return std::exchange(refocused_, false); }
 
  private:
   struct Seat {
@@ -72,9 +75,8 @@ class Seats {
   std::vector<std::unique_ptr<Seat>> seats_;
   bool input_ = false;
   bool hadKeyboard_ = false;
-  // The keyboard left a surface of the pictures and came to no other of them.
-  bool leftPictures_ = false;
-  const wl_surface* left_ = nullptr;
+  bool refocused_ = false;
+  const wl_surface* left_ = nullptr;  // the surface of the pictures the keyboard left
 };
 
 }  // namespace tavrel::saver

@@ -9,13 +9,16 @@ set -euo pipefail
 # Xvfb, xdotool and ImageMagick for the end-to-end tests; poppler's pdftoppm
 # to look at a printed page; clang and libFuzzer for the fuzz targets.
 # Wayland: libwayland and the protocol files for the module, Qt's Wayland
-# platform for the window, and a headless sway with grim and wtype to test them.
+# platform for the window, and a headless sway with grim and wtype to test them;
+# swayidle and swaylock, KWin, weston and a private D-Bus for the idle module's
+# tests.
 # groff, desktop-file-utils and appstream check the manual pages and the
 # desktop's entries.
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
   libwayland-dev wayland-protocols qt6-wayland sway grim wtype
+  swayidle swaylock kwin-wayland weston dbus-daemon
   groff-base desktop-file-utils appstream)
 
 # Root runs apt-get itself; anyone else goes through sudo.
