@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <string_view>
+#include <vector>
 
 #include "canvas/text.h"
 
@@ -23,9 +24,11 @@ Command::~Command() {
 }
 
 bool Command::start(const std::string& text) {
+  std::erase_if(earlier_, [](pid_t pid) { return waitpid(pid, nullptr, WNOHANG) != 0; });
   if (pid_ > 0 && !reap()) {
-    // Still running (a locker that stays in front): let it be, forget it.
-    close(pidfd_);
+    // Still running (a locker that stays in front): let it be.
+    earlier_.push_back(pid_);
+    if (pidfd_ >= 0) close(pidfd_);
     pidfd_ = -1;
     pid_ = -1;
   }

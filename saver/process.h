@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace tavrel::saver {
 
@@ -19,7 +20,8 @@ class Command {
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
 
-  // Starts `text`; false when it could not. One left running is let be.
+  // Starts `text`; false when it could not. One still running from before
+  // is let be, and reaped whenever it ends and this is called again.
   bool start(const std::string& text);
   // Readable once the command ended; -1 while none runs.
   int fd() const { return pidfd_; }
@@ -29,6 +31,7 @@ class Command {
  private:
   pid_t pid_ = -1;
   int pidfd_ = -1;
+  std::vector<pid_t> earlier_;  // started before and still running
 };
 
 // Holds the lock file of one Wayland display in the runtime folder while the
