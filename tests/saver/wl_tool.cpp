@@ -172,11 +172,23 @@ int main(int argc, char** argv) {
   wl_registry* registry = wl_display_get_registry(display);
   wl_registry_add_listener(registry, &kRegistry, &g);
   wl_display_roundtrip(display);
+  // Every proxy goes before the connection, so that a sanitized build finds
+  // no leak.
+  const auto end = [&](int status) {
+    for (wl_proxy* p :
+         {reinterpret_cast<wl_proxy*>(g.seat), reinterpret_cast<wl_proxy*>(g.manager),
+          reinterpret_cast<wl_proxy*>(g.fake), reinterpret_cast<wl_proxy*>(g.compositor),
+          reinterpret_cast<wl_proxy*>(g.shm), reinterpret_cast<wl_proxy*>(g.wmBase),
+          reinterpret_cast<wl_proxy*>(g.inhibitor), reinterpret_cast<wl_proxy*>(registry)})
+      if (p) wl_proxy_destroy(p);
+    wl_display_disconnect(display);
+    return status;
+  };
   if (what == "window") return window(display, g);
-  if (g.fake && !g.manager) return fakeInput(display, g.fake, what, argv);
+  if (g.fake && !g.manager) return end(fakeInput(display, g.fake, what, argv));
   if (!g.manager || what == "key") {
     std::fprintf(stderr, "wl_tool: the compositor has no virtual pointers\n");
-    return 1;
+    return end(1);
   }
   zwlr_virtual_pointer_v1* pointer =
       zwlr_virtual_pointer_manager_v1_create_virtual_pointer(g.manager, g.seat);
@@ -211,6 +223,5 @@ int main(int argc, char** argv) {
   wl_display_roundtrip(display);
   zwlr_virtual_pointer_v1_destroy(pointer);
   wl_display_roundtrip(display);
-  wl_display_disconnect(display);
-  return 0;
+  return end(0);
 }
