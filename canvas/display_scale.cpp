@@ -1,6 +1,7 @@
 #include "canvas/display_scale.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "canvas/convert.h"
 
@@ -20,6 +21,10 @@ double chooseDisplayScale(int width, int height, std::optional<std::string_view>
   // Screens near the design size stay at one device pixel per pixel.
   if (s < 1.25) return 1;
   return s;
+}
+
+int wholeDisplayScale(int width, int height, std::optional<std::string_view> override) {
+  return std::max(1, static_cast<int>(std::lround(chooseDisplayScale(width, height, override))));
 }
 
 }  // namespace tavrel

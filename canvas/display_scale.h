@@ -17,5 +17,8 @@ inline constexpr const char* kScaleVariable = "TAVREL_SCALE";
 // `width` and `height`: the client area the maximised window would have, in
 // device pixels. `override`: the variable's text, when set.
 double chooseDisplayScale(int width, int height, std::optional<std::string_view> override = {});
+// The same rounded to a whole number of device pixels, at least 1: every
+// program pixel a crisp block, as the module and the wallpaper draw them.
+int wholeDisplayScale(int width, int height, std::optional<std::string_view> override = {});
 
 }  // namespace tavrel

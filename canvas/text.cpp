@@ -70,7 +70,7 @@ std::string quotedText(std::string_view text, std::size_t limit) {
     std::size_t taken = 1;
     const bool printable = s.length > 0 && !isControl(s.code) && !isFormatting(s.code);
     if (s.length > 0 && isFormatting(s.code)) {
-      char code[8];
+      char code[12];
       std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(s.code));
       piece = code;
       taken = s.length;

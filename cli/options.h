@@ -30,6 +30,9 @@ struct Option {
   std::string_view fallback;  // the default, parsed like a given value; empty for none
   std::string_view help;
   Check (*apply)(Settings&, std::string_view);
+  // Which options can't go together: an option given with another whose
+  // `kind` has a bit of its `excludes` is refused (see conflict).
+  unsigned kind = 0, excludes = 0;
 };
 
 // A whole decimal number that fills the text, nothing else.
@@ -130,6 +133,22 @@ std::variant<Settings, std::string> parse(std::span<const Option<Settings>> tabl
     if (seen) seen->push_back(o->name);
   }
   return s;
+}
+
+// The first pair among the options given that can't go together, either
+// way round: "--seed can't go with --from".
+template <typename Settings>
+Check conflict(std::span<const Option<Settings>> table, std::span<const std::string_view> given) {
+  const auto find = [&](std::string_view name) {
+    return std::find_if(table.begin(), table.end(), [&](const auto& o) { return o.name == name; });
+  };
+  for (std::size_t i = 0; i < given.size(); ++i)
+    for (std::size_t j = 0; j < i; ++j) {
+      const auto a = find(given[j]), b = find(given[i]);
+      if ((a->excludes & b->kind) || (b->excludes & a->kind))
+        return std::string(b->name) + " can't go with " + std::string(a->name);
+    }
+  return kOk;
 }
 
 // One line per option, its default on a line of its own when the line would

@@ -4,6 +4,7 @@
 
 #include "pattern/makeshape2.h"
 #include "shape/makeshape.h"
+#include "stages/stages.h"
 
 namespace tavrel {
 
@@ -29,12 +30,17 @@ void loadBackdrop(RunHost& host, int slot) {
   if (host.LoadPicture(backdropFile(slot), p)) host.SurfaceWindow().setPicture(std::move(p));
 }
 
+// Whether a new picture is repeated over the window: a tile in regular mode
+// under "Create pattern".
+bool repeatsTile(const AppState& st) {
+  return st.tilerepeat == 1 && st.ssmode == 0 && st.picture1Recipe.generator == Generator::pattern;
+}
+
 // The tile in Picture1 repeated edge to edge over the whole window, the
 // picture's top left pixel (1, 1) landing at (left, top). Neighbouring tiles
 // share their frame lines, so the repeat reads as one pattern.
-void repeatTile(RunHost& host, const AppState& st, double left, double top) {
-  if (st.tilerepeat != 1 || st.ssmode != 0 || st.picture1Recipe.generator != Generator::pattern)
-    return;
+void repeatTile(RunHost& host, const AppState& st, double left, double top, bool repeat) {
+  if (!repeat) return;
   const Picture tile = host.SurfacePicture1().Image();
   Surface& win = host.SurfaceWindow();
   const int period = static_cast<int>(st.swidth) - 2;
@@ -53,12 +59,27 @@ double squareTop(RunHost& host, const AppState& st) {
   return Int(host.ScaleHeight() / 2.0) - st.swidth / 2 + 1;
 }
 
+// A picture a generation has just left in Picture1, kept for stepping back
+// to it.
+void keepShown(AppState& st) {
+  st.shown.push_back({st.picture1Recipe, repeatsTile(st)});
+  if (st.shown.size() > kShownKept) st.shown.pop_front();
+  st.onShow = st.shown.size() - 1;
+  ++st.picturesMade;
+}
+
 // A new picture by the chosen generator: two tests of their own, so that a
 // choice made during the first generation's event pump runs the other
 // generator right after it.
 void newPicture(RunHost& host, AppState& st, double choice) {
-  if (choice == 0) makeshape(host, st);
-  if (choice == 1) makeshape2(host, st);
+  if (choice == 0) {
+    makeshape(host, st);
+    keepShown(st);
+  }
+  if (choice == 1) {
+    makeshape2(host, st);
+    keepShown(st);
+  }
 }
 
 void blackBox(RunHost& host) {
@@ -84,7 +105,8 @@ void startScreen(RunHost& host, AppState& st) {
   st.tcolor = host.isChecked(Menu::bcolorm) ? kBasicColours
               : host.isChecked(Menu::uedit) ? kUserColours
                                             : kTrueColours;
-  st.rnd.Randomize(host.secondsSinceMidnight());
+  st.seed = host.secondsSinceMidnight();
+  st.rnd.Randomize(st.seed);
   int pick = 0;
   do pick = static_cast<int>(Int(st.Rnd() * 7) + 1);
   while (pick == 1);
@@ -116,12 +138,17 @@ void firstPicture(RunHost& host, AppState& st) {
     st.bwb = direction(st);
   });
   skipOnError([&] {
-    if (st.mpattern == 0) makeshape(host, st);
+    if (st.mpattern != 0) return;
+    makeshape(host, st);
+    keepShown(st);
   });
   skipOnError([&] {
-    if (st.mpattern == 1) makeshape2(host, st);
+    if (st.mpattern != 1) return;
+    makeshape2(host, st);
+    keepShown(st);
   });
-  skipOnError([&] { repeatTile(host, st, squareLeft(host, st), squareTop(host, st)); });
+  skipOnError(
+      [&] { repeatTile(host, st, squareLeft(host, st), squareTop(host, st), repeatsTile(st)); });
 }
 
 void command3Click(RunHost& host, AppState&) {
@@ -145,7 +172,7 @@ void bounceSteps(RunHost& host, AppState& st, int steps) {
 void command1Click(RunHost& host, AppState& st) {
   st.circle2 = 0;
   newPicture(host, st, st.mpattern);
-  repeatTile(host, st, squareLeft(host, st), squareTop(host, st));
+  repeatTile(host, st, squareLeft(host, st), squareTop(host, st), repeatsTile(st));
 }
 
 void timer1Tick(RunHost& host, AppState& st) {
@@ -157,7 +184,10 @@ void ssaverClick(RunHost& host, AppState& st) {
   if (Val(host.text(Field::Text2)) < 40) host.setText(Field::Text2, "40");
   if (Val(host.text(Field::Text3)) < 1) host.setText(Field::Text3, "1");
   st.ssmode = 1;
+  // Tiles may cover the window beyond the box: what they painted goes.
+  host.SurfaceWindow().Cls();
   blackBox(host);
+  host.showAsScreenSaver(true);
   Surface& pic = host.SurfacePicture1();
   const int side = static_cast<int>(st.swidth + 2);
   pic.resize(side, pic.height());  // Width first, then Height
@@ -186,6 +216,7 @@ void ssaverClick(RunHost& host, AppState& st) {
 void regmodeClick(RunHost& host, AppState& st) {
   if (st.ssmode == 0) return;
   blackBox(host);
+  host.showAsScreenSaver(false);
   host.setVisible(Control::Picture1, false);
   host.setTimerEnabled(TimerId::Timer1, false);
   host.setChecked(Menu::regmode, true);
@@ -205,7 +236,68 @@ void regmodeClick(RunHost& host, AppState& st) {
     ok = false;
   }
   if (!ok) host.End();
-  repeatTile(host, st, left, top);
+  repeatTile(host, st, left, top, repeatsTile(st));
+}
+
+namespace {
+
+// Picture `index` of the run back on the window as it was shown. Made again
+// on a window of its own with a state of its own: the run's state, its
+// random source above all, stays as it is.
+void showAgain(RunHost& host, AppState& st, std::size_t index) {
+  const AppState::Shown& p = st.shown.at(index);
+  HeadlessHost again(p.recipe.width, p.recipe.height);
+  AppState was;
+  stages::startFrom(p.recipe, again, was);
+  if (p.recipe.generator == Generator::pattern) {
+    makeshape2(again, was);
+  } else {
+    makeshape(again, was);
+  }
+  // Picture1 holds it, for Save shape, printing and the screen-saver mode.
+  const Picture image = again.SurfacePicture1().Image();
+  Surface& pic = host.SurfacePicture1();
+  pic.resize(image->width, image->height);
+  pic.setPicture(image);
+  st.picture1Recipe = p.recipe;
+  st.onShow = index;
+  Surface& win = host.SurfaceWindow();
+  const int w = win.width(), h = win.height();
+  if (p.recipe.ssmode == 0 && p.recipe.width == w && p.recipe.height == h) {
+    // In regular mode a generation leaves the whole window as it drew it.
+    win.PaintPicture(again.SurfaceWindow(), 0, 0, w, h, 0, 0, w, h);
+    repeatTile(host, st, squareLeft(host, st), squareTop(host, st), p.repeated);
+    return;
+  }
+  // One the screen-saver mode made, or made on a window of another size:
+  // as the return to regular mode brings a picture back.
+  blackBox(host);
+  const double side = st.swidth + 1;
+  const double left = squareLeft(host, st) - 1, top = squareTop(host, st) - 1;
+  win.PaintPicture(*image, left, top, side, side, 1, 1, side, side);
+  repeatTile(host, st, left, top, p.repeated);
+}
+
+}  // namespace
+
+void prevpicClick(RunHost& host, AppState& st) {
+  if (st.ssmode != 0 || st.onShow == 0 || st.onShow >= st.shown.size()) return;
+  showAgain(host, st, st.onShow - 1);
+}
+
+void nextpicClick(RunHost& host, AppState& st) {
+  if (st.ssmode != 0 || st.onShow + 1 >= st.shown.size()) return;
+  showAgain(host, st, st.onShow + 1);
+}
+
+void windowResized(RunHost& host, const AppState& st, int oldWidth, int oldHeight) {
+  // Before the first picture the window shows its start screen as it is.
+  if (st.picture1Recipe.width == 0) return;
+  Surface& win = host.SurfaceWindow();
+  if (win.width() > oldWidth && oldWidth <= 1000)
+    win.Line(LineFlags::FilledBox, oldWidth, 0, 1000, 1000, OutlineColor);
+  if (win.height() > oldHeight && oldHeight <= 1000)
+    win.Line(LineFlags::FilledBox, 0, oldHeight, 1000, 1000, OutlineColor);
 }
 
 void nextslide(RunHost& host, AppState& st) {

@@ -29,6 +29,15 @@ void timer2Tick(RunHost& host, AppState& st);
 void timer4Tick(RunHost& host, AppState& st);
 void orderinfoClick(RunHost& host, AppState& st);
 void windowMouseDown(RunHost& host, AppState& st);
+// The window grew or shrank (full screen and back): the black box the
+// pictures stand in reaches into what it gained.
+void windowResized(RunHost& host, const AppState& st, int oldWidth, int oldHeight);
+// "Previous picture" and "Next picture": in regular mode, the picture before
+// or after the one on show, exactly as it was shown, made again off screen
+// from its recipe; the run's own random source goes on untouched, so the
+// next new picture is the one the run would have made anyway.
+void prevpicClick(RunHost& host, AppState& st);
+void nextpicClick(RunHost& host, AppState& st);
 
 // Shows the next sample picture of the information page.
 void nextslide(RunHost& host, AppState& st);

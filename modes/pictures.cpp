@@ -55,6 +55,15 @@ std::optional<std::filesystem::path> writeNewFile(const std::filesystem::path& f
   return fail(std::make_error_code(std::errc::file_exists));
 }
 
+std::string pictureName(const Recipe& r, std::uint32_t seed, long number) {
+  const char* colours = r.colours == ColourMode::basic  ? "basic"
+                        : r.colours == ColourMode::user ? "user"
+                                                        : "true";
+  return std::string(r.generator == Generator::pattern ? "Pattern tile" : "Shape") + ", " +
+         std::string(wordOf(r.style)) + " style, " + colours + " colours, seed " +
+         std::to_string(seed) + ", picture " + std::to_string(number);
+}
+
 void saveShapeClick(RunHost& host, AppState& st) {
   if (!hasPicture(st)) return;
   const Picture shape = host.SurfacePicture1().Image();

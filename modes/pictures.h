@@ -12,6 +12,11 @@
 
 namespace tavrel {
 
+// What a picture shows, in words, for a screen reader: "Pattern tile, fancy
+// style, basic colours, seed 4242, picture 3" (the run's seed and the
+// picture's number in the run).
+std::string pictureName(const Recipe& r, std::uint32_t seed, long number);
+
 // "Save shape" and the key S: the picture of Picture1, enlarged savezoom
 // times, into a new file of the Pictures folder's "Tavrel" folder.
 void saveShapeClick(RunHost& host, AppState& st);

@@ -50,6 +50,24 @@ void Program::dispatch(std::function<void()> handler) {
     deferred_.pop_front();
     passOverFailure(next);
   }
+  // Each capture, or a step back or forth, puts a picture into Picture1:
+  // it is named by its number in the run.
+  if (const Picture& shown = host_.SurfacePicture1().picture();
+      shown && shown != named_ && !st.shown.empty()) {
+    named_ = shown;
+    const std::uint64_t number = st.picturesMade - st.shown.size() + 1 + st.onShow;
+    host_.namePicture(pictureName(st.picture1Recipe, st.seed, static_cast<long>(number)));
+  }
+  keepInHistory();
+}
+
+void Program::keepInHistory() {
+  const std::uint64_t made = st.picturesMade;
+  const std::uint64_t fresh = std::min<std::uint64_t>(made - kept_, st.shown.size());
+  kept_ = made;
+  if (!history_ || st.history != HistoryMode::on) return;
+  for (std::uint64_t i = fresh; i > 0; --i)
+    history_->add(st.shown[st.shown.size() - i].recipe, st.seed, made - i + 1);
 }
 
 void Program::startup() {
@@ -146,6 +164,10 @@ void Program::menuClick(Menu m) {
         return saveSettingsClick(host_, st);
       case Menu::restored:
         return restoredClick(host_, st);
+      case Menu::prevpic:
+        return prevpicClick(host_, st);
+      case Menu::nextpic:
+        return nextpicClick(host_, st);
       default:
         return;  // an entry without an action
     }
@@ -176,6 +198,15 @@ void Program::keyUp(Field f) {
 
 void Program::keyDown(Field f, int keyCode) {
   if (f == Field::Text4) dispatch([this, keyCode] { text4KeyDown(host_, st, keyCode); });
+}
+
+void Program::resized(int oldWidth, int oldHeight) {
+  // A resize during a generation (which maximises the window first) waits
+  // for it, and then has nothing to do: the new picture fills the window.
+  const auto drawn = host_.SurfaceWindow().version();
+  dispatch([this, oldWidth, oldHeight, drawn] {
+    if (host_.SurfaceWindow().version() == drawn) windowResized(host_, st, oldWidth, oldHeight);
+  });
 }
 
 void Program::textChanged(Field f) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 
+#include "history/history.h"
 #include "modes/run_host.h"
 #include "state/app_state.h"
 #include "state/bounce.h"
@@ -20,6 +21,8 @@ class Program : public RunEvents {
 
   // The saved settings take the place of the design values, when there are any.
   void loadSettings();
+  // Every picture shown goes to `history` too, while the settings keep it on.
+  void keepHistory(std::optional<History> history) { history_ = std::move(history); }
 
   // The start screen, once, whoever asks for it first.
   void startup() override;
@@ -31,6 +34,7 @@ class Program : public RunEvents {
   void keyUp(Field f) override;
   void keyDown(Field f, int keyCode) override;
   void textChanged(Field f) override;
+  void resized(int oldWidth, int oldHeight) override;
   void answer(const std::function<void()>& handler) override;
   std::optional<Clock::time_point> advance(Clock::time_point now) override;
 
@@ -43,12 +47,17 @@ class Program : public RunEvents {
   // during one (a generator's DoEvents, say): handlers never nest. A handler
   // holds what it needs by value, so a deferred one outlives its caller.
   void dispatch(std::function<void()> handler);
+  // Hands the pictures made since the last call to the history.
+  void keepInHistory();
 
   RunHost& host_;
   Phase phase_ = Phase::Before;
   bool busy_ = false;
   std::deque<std::function<void()>> deferred_;
   std::optional<StepClock> steps_;  // while Picture1 bounces
+  Picture named_;  // the picture last named
+  std::optional<History> history_;
+  std::uint64_t kept_ = 0;  // pictures of the run handed to the history
 };
 
 }  // namespace tavrel

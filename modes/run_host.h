@@ -47,7 +47,11 @@ enum class Menu {
   tyhfghgfh,  // "Complexity of shape" (submenu, hidden)
   snormal,    // "Shapes simple"
   scenter,    // "Shapes complex"
-  orderinfo   // "Ordering information"
+  orderinfo,  // "Ordering information"
+
+  // Stepping through the pictures of the run, in Options.
+  prevpic,  // "Previous picture" (Alt+Left)
+  nextpic,  // "Next picture" (Alt+Right)
 };
 
 enum class TimerId { Timer1, Timer2, Timer4 };
@@ -69,6 +73,10 @@ class RunHost : public virtual GeneratorHost {
   virtual bool isChecked(Menu m) = 0;
   virtual void setChecked(Menu m, bool checked) = 0;
 
+  // Screen-saver mode fills the screen, and hides the pointer while it
+  // rests; regular mode shows the maximised window.
+  virtual void showAsScreenSaver(bool on) = 0;
+
   virtual void setTimerEnabled(TimerId t, bool enabled) = 0;
   virtual void setTimerInterval(TimerId t, Long milliseconds) = 0;
 
@@ -83,6 +91,9 @@ class RunHost : public virtual GeneratorHost {
 
   // The seed of Randomize.
   virtual std::uint32_t secondsSinceMidnight() = 0;
+
+  // What a screen reader calls the picture on show, at each new picture.
+  virtual void namePicture(const std::string& name) = 0;
 
   // Services of the desktop: the folder for saved pictures, a short note on
   // the window that goes by itself, a message the user closes, the print
@@ -128,6 +139,8 @@ class RunEvents {
   virtual void keyUp(Field f) = 0;
   virtual void keyDown(Field f, int keyCode) = 0;
   virtual void textChanged(Field f) = 0;
+  // The window's surface took a new size; it was `oldWidth` x `oldHeight`.
+  virtual void resized(int oldWidth, int oldHeight) = 0;
 };
 
 }  // namespace tavrel

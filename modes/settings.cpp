@@ -1,8 +1,6 @@
 #include "modes/settings.h"
 
 #include <cerrno>
-#include <cstdlib>
-#include <map>
 #include <sstream>
 #include <system_error>
 #include <type_traits>
@@ -17,13 +15,6 @@ namespace tavrel {
 namespace {
 
 constexpr const char* kSection = "[tavrel]";
-
-std::string_view trimmed(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r'))
-    s.remove_suffix(1);
-  return s;
-}
 
 std::string_view trimmedBlanks(std::string_view s) {
   while (!s.empty() && s.front() == ' ') s.remove_prefix(1);
@@ -60,15 +51,10 @@ std::string asTyped(std::string_view text, double limit) {
 }  // namespace
 
 Settings parseSettings(std::string_view ini) {
-  std::map<std::string, std::string, std::less<>> values;
-  while (!ini.empty()) {
-    const auto nl = ini.find('\n');
-    const std::string_view line = trimmed(ini.substr(0, nl));
-    ini = nl == std::string_view::npos ? std::string_view{} : ini.substr(nl + 1);
-    const auto eq = line.find('=');
-    if (line.empty() || line[0] == '#' || line[0] == ';' || eq == std::string_view::npos) continue;
-    values[std::string(trimmed(line.substr(0, eq)))] = std::string(trimmed(line.substr(eq + 1)));
-  }
+  return settingsFrom(settingsValues(ini));
+}
+
+Settings settingsFrom(const SettingsValues& values) {
   auto value = [&](std::string_view key) -> const std::string* {
     auto it = values.find(key);
     return it == values.end() ? nullptr : &it->second;
@@ -87,6 +73,7 @@ Settings parseSettings(std::string_view ini) {
   choice(s.speed);
   choice(s.colours);
   choice(s.pattern);
+  choice(s.history);
   if (auto v = value("palette")) paletteFromText(*v, s.palette);
   if (auto v = value("zoom")) {
     try {
@@ -118,20 +105,9 @@ std::string formatSettings(const Settings& s) {
       << "pattern=" << wordOf(s.pattern) << "\n"
       << "palette=" << paletteToText(s.palette) << "\n"
       << "zoom=" << s.zoom << "\n"
-      << "printsize=" << s.printsize << "\n";
+      << "printsize=" << s.printsize << "\n"
+      << "history=" << wordOf(s.history) << "\n";
   return out.str();
-}
-
-std::filesystem::path settingsPath() {
-  std::filesystem::path base;
-  if (const char* xdg = std::getenv("XDG_CONFIG_HOME"); xdg && *xdg == '/') {
-    base = xdg;
-  } else if (const char* home = std::getenv("HOME"); home && *home) {
-    base = std::filesystem::path(home) / ".config";
-  } else {
-    return {};
-  }
-  return base / "tavrel" / "tavrel.ini";
 }
 
 Settings currentSettings(RunHost& host, const AppState& st) {
@@ -149,6 +125,7 @@ Settings currentSettings(RunHost& host, const AppState& st) {
   s.palette = st.userColors;
   s.zoom = static_cast<int>(st.savezoom);
   s.printsize = st.printsize;
+  s.history = st.history;
   return s;
 }
 
@@ -176,15 +153,13 @@ void applySettings(RunHost& host, AppState& st, const Settings& s) {
   st.userColors = s.palette;
   st.savezoom = s.zoom;
   st.printsize = s.printsize;
+  st.history = s.history;
 }
 
 std::optional<Settings> readSettingsFile(const std::filesystem::path& path) {
-  // A settings file is a few hundred bytes; a longer one is read up to its
-  // last whole line within the limit.
-  const auto read = readFileCapped(path, kMaxSettingsFile, true);
-  const auto* text = std::get_if<std::string>(&read);
-  if (!text) return std::nullopt;
-  return parseSettings(*text);
+  const auto values = readSettingsValues(path);
+  if (!values) return std::nullopt;
+  return settingsFrom(*values);
 }
 
 void saveSettingsClick(RunHost& host, AppState& st) {

@@ -10,6 +10,7 @@
 
 #include "modes/run_host.h"
 #include "state/app_state.h"
+#include "state/settings_file.h"
 
 namespace tavrel {
 
@@ -23,6 +24,8 @@ struct Settings {
   UserPalette palette = basicPalette();
   int zoom = 4;          // how many times larger a saved picture is
   double printsize = 5;  // centimetres that 100 picture pixels take on paper
+  // Whether the pictures shown go to the history; every program reads this key.
+  HistoryMode history = HistoryMode::on;
 
   bool operator==(const Settings&) const = default;
 };
@@ -32,17 +35,12 @@ inline constexpr int kMaxSaveZoom = 16;
 // Reads what it can: each value as its field or menu would take it (texts
 // clamped as typed), anything unreadable left at its design value.
 Settings parseSettings(std::string_view ini);
+Settings settingsFrom(const SettingsValues& values);
 std::string formatSettings(const Settings& s);
 
-// The settings of a file; nothing for a file that is missing, not a regular
-// file or unreadable. At most kMaxSettingsFile bytes are
-// read, whole lines only.
-inline constexpr std::size_t kMaxSettingsFile = 64 * 1024;
+// The settings of a file (see readSettingsValues); nothing for a file that
+// is missing, not a regular file or unreadable.
 std::optional<Settings> readSettingsFile(const std::filesystem::path& path);
-
-// $XDG_CONFIG_HOME/tavrel/tavrel.ini, or ~/.config/tavrel/tavrel.ini; empty
-// when neither folder is known.
-std::filesystem::path settingsPath();
 
 // What the window shows now, and the settings put in place through the
 // handlers, as if the user had chosen them.

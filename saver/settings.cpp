@@ -114,6 +114,8 @@ constexpr Option kOptions[] = {
     {"--idle", "S", "", "stay; pictures after S idle seconds, 1 to 86400", setIdle},
     {"--lock-after", "S", "", "run the lock command after S seconds of pictures", setLockAfter},
     {"--lock-command", "CMD", "loginctl lock-session", "how to lock, run by sh -c", setLockCommand},
+    {"--no-history", "", "", "keep the pictures shown out of the history",
+     cli::setSwitch<&Settings::noHistory>},
     {"--help", "", "", "show this text and exit (also -h)", cli::setSwitch<&Settings::help>},
     {"--version", "", "", "show the version and exit", cli::setSwitch<&Settings::version>},
 };

@@ -38,6 +38,7 @@ struct Settings {
   std::optional<std::uint32_t> seed;  // none: taken from the clock
   bool fps = false;
   bool inputExits = true;  // on Wayland the first key, button or motion ends it
+  bool noHistory = false;  // the pictures shown are not kept in the history
   // --idle: resident on Wayland, the pictures after this many seconds of idleness.
   std::optional<int> idle;
   // Seconds of pictures before the lock command runs; none: never.

@@ -1,7 +1,6 @@
 #include "saver/show.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -28,16 +27,18 @@ int surfaceSide(int side) {
 }  // namespace
 
 Layout layoutFor(int deviceWidth, int deviceHeight, std::optional<std::string_view> scaleOverride) {
-  const double scale = chooseDisplayScale(deviceWidth, deviceHeight, scaleOverride);
   Layout l;
-  l.zoom = std::max(1, static_cast<int>(std::lround(scale)));
+  l.zoom = wholeDisplayScale(deviceWidth, deviceHeight, scaleOverride);
   l.width = std::max(1, deviceWidth / l.zoom);
   l.height = std::max(1, deviceHeight / l.zoom);
   return l;
 }
 
 Pictures::Pictures(const Settings& s, std::uint32_t seed, int width, int height)
-    : host_(surfaceSide(width), surfaceSide(height)), generator_(s.run.generator) {
+    : host_(surfaceSide(width), surfaceSide(height)),
+      generator_(s.run.generator),
+      seed_(seed),
+      history_(historyFor("tavrel-saver", s.noHistory)) {
   // The recipe tavrel-render --screensaver starts from with these options.
   stages::startFrom(firstRecipe(s.run, host_.ScaleWidth(), host_.ScaleHeight(), seed), host_, st_);
 }
@@ -54,6 +55,8 @@ Picture Pictures::next() {
   } catch (const std::exception&) {
     return nullptr;
   }
+  ++made_;
+  if (history_) history_->add(st_.picture1Recipe, seed_, made_);
   return host_.SurfacePicture1().Image();
 }
 

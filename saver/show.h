@@ -12,6 +12,7 @@
 
 #include "canvas/random.h"
 #include "canvas/surface.h"
+#include "history/history.h"
 #include "saver/settings.h"
 #include "stages/host.h"
 #include "state/app_state.h"
@@ -34,7 +35,8 @@ struct Layout {
 Layout layoutFor(int deviceWidth, int deviceHeight, std::optional<std::string_view> scaleOverride);
 
 // The pictures in order, made exactly as tavrel-render --screensaver makes
-// them with the same seed and options.
+// them with the same seed and options, each kept in the history as it is
+// made unless --no-history or the settings file turned that off.
 class Pictures {
  public:
   Pictures(const Settings& s, std::uint32_t seed, int width, int height);
@@ -46,6 +48,9 @@ class Pictures {
   HeadlessHost host_;
   AppState st_;
   Generator generator_;
+  std::uint32_t seed_;
+  std::uint64_t made_ = 0;
+  std::optional<History> history_;
 };
 
 // The bounce as the window's screen-saver mode starts it: the square where

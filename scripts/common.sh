@@ -10,16 +10,25 @@ set -euo pipefail
 # to look at a printed page; clang and libFuzzer for the fuzz targets.
 # Wayland: libwayland and the protocol files for the module, Qt's Wayland
 # platform for the window, and a headless sway with grim and wtype to test them;
-# swayidle and swaylock, KWin, weston and a private D-Bus for the idle module's
-# tests.
+# swayidle and swaylock, KWin and weston for the idle module's tests.
+# sd-bus for the module's D-Bus side; private buses and dbusmock's fakes of
+# GNOME, the desktop screen-saver and logind to test it.
 # groff, desktop-file-utils and appstream check the manual pages and the
-# desktop's entries.
+# desktop's entries; devscripts' hardening-check the programs' build flags.
+# swaybg draws sway's backgrounds, and GNOME's background settings are read
+# back with gsettings, for the wallpaper's tests.
+# The window's desktop tests run it under openbox, read the AT-SPI tree
+# (pyatspi, at-spi2-core, in a session bus of their own) and the window
+# manager's properties (xprop, python3-xlib).
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
-  libwayland-dev wayland-protocols qt6-wayland sway grim wtype
-  swayidle swaylock kwin-wayland weston dbus-daemon
-  groff-base desktop-file-utils appstream)
+  libwayland-dev wayland-protocols qt6-wayland sway grim wtype swaybg
+  swayidle swaylock kwin-wayland weston
+  gsettings-desktop-schemas libglib2.0-bin
+  libsystemd-dev dbus-daemon python3-dbusmock
+  groff-base desktop-file-utils appstream devscripts
+  openbox python3-pyatspi at-spi2-core x11-utils python3-xlib)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {

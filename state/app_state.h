@@ -4,6 +4,8 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -48,6 +50,7 @@ struct AppState {
   double tilerepeat = 0;  // 1: a new tile is repeated over the window in regular mode
   double savezoom = 4;    // how many times larger a saved picture is than Picture1
   double printsize = 5;   // centimetres that 100 picture pixels take on paper
+  HistoryMode history = HistoryMode::on;  // whether the pictures shown go to the history
 
   // State of a generation.
   double a = 0, b = 0;
@@ -74,10 +77,24 @@ struct AppState {
   double lastslide = 0;
   Recipe picture1Recipe;  // what made the picture that Picture1 holds
 
-  // The source behind Rnd; seeded once by Randomize.
+  // The pictures of this run, newest last, for stepping back and forth in
+  // regular mode: what made each, and whether it was repeated over the window.
+  struct Shown {
+    Recipe recipe;
+    bool repeated = false;
+  };
+  std::deque<Shown> shown;         // the newest kShownKept
+  std::size_t onShow = 0;          // the one on the window
+  std::uint64_t picturesMade = 0;  // in this run, those no longer in `shown` counted
+
+  // The source behind Rnd; seeded once by Randomize, with `seed`.
   Random rnd;
+  std::uint32_t seed = 0;
   double Rnd() { return rnd.Rnd(); }
 };
+
+// How many pictures of a run can be stepped back to.
+inline constexpr std::size_t kShownKept = 1000;
 
 // The values every run gives the state before its first generation, on a
 // drawing surface of the given size: the one start shared by the window, the

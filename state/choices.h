@@ -16,6 +16,8 @@ enum class Speed { fast, slow };
 // What the window's "Pattern mode" menu makes: a shape, a tile, or a tile
 // repeated over the window.
 enum class PatternMode { single, part, repeat };
+// Whether the pictures shown and written are kept in the history file.
+enum class HistoryMode { on, off };
 
 template <typename Choice>
 struct Vocabulary;
@@ -51,6 +53,13 @@ struct Vocabulary<PatternMode> {
       {PatternMode::single, "single"},
       {PatternMode::part, "part"},
       {PatternMode::repeat, "repeat"}};
+};
+
+template <>
+struct Vocabulary<HistoryMode> {
+  static constexpr std::string_view name = "history";
+  static constexpr std::pair<HistoryMode, std::string_view> words[] = {{HistoryMode::on, "on"},
+                                                                       {HistoryMode::off, "off"}};
 };
 
 template <typename Choice>

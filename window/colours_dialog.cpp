@@ -25,6 +25,8 @@ class Swatch : public QPushButton {
   using QPushButton::QPushButton;
   void setColour(Colour c) {
     colour_ = c;
+    // Its number and colour, as the eye reads them.
+    setAccessibleName(QString("Colour %1, %2").arg(text(), toQColor(c).name()));
     update();
   }
   QSize sizeHint() const override {

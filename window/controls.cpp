@@ -1,7 +1,9 @@
 #include "window/controls.h"
 
+#include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QProxyStyle>
 #include <QPushButton>
 #include <QRadioButton>
@@ -15,11 +17,60 @@ namespace tavrel {
 
 namespace {
 
+// Whether the user works the window by keys: a key was pressed since the
+// last mouse button. The focus mark shows then, and a click takes it away, as
+// a mouse user needs no mark.
+class KeysInUse : public QObject {
+ public:
+  explicit KeysInUse(QObject* parent) : QObject(parent) { qApp->installEventFilter(this); }
+  bool on = false;
+
+ protected:
+  bool eventFilter(QObject*, QEvent* e) override {
+    const bool key = e->type() == QEvent::KeyPress;
+    if ((key || e->type() == QEvent::MouseButtonPress) && key != on) {
+      on = key;
+      if (QWidget* w = QApplication::focusWidget()) w->update();
+    }
+    return false;
+  }
+};
+
+// A control that draws the window's focus mark along its edges: a white
+// ring round a black one, which reads against the black window and on every
+// background of a control (white fields, grey buttons, red option boxes).
+template <typename Base>
+class Marked : public Base {
+ public:
+  template <typename... Args>
+  explicit Marked(const KeysInUse* keys, Args&&... args)
+      : Base(std::forward<Args>(args)...), keys_(keys) {}
+
+ protected:
+  void paintFocusMark(QPainter& p) {
+    if (!this->hasFocus() || !keys_->on) return;
+    const int width = std::max(2, this->fontMetrics().height() / 7);
+    const int thin = std::max(1, width / 2);
+    const QRect outer = this->rect(), inner = outer.adjusted(thin, thin, -thin, -thin);
+    const auto ring = [&p](const QRect& r, int w, Qt::GlobalColor c) {
+      p.fillRect(r.left(), r.top(), r.width(), w, c);
+      p.fillRect(r.left(), r.bottom() - w + 1, r.width(), w, c);
+      p.fillRect(r.left(), r.top(), w, r.height(), c);
+      p.fillRect(r.right() - w + 1, r.top(), w, r.height(), c);
+    };
+    ring(outer, thin, Qt::white);
+    ring(inner, width, Qt::black);
+  }
+
+ private:
+  const KeysInUse* keys_;
+};
+
 // A push button whose caption wraps onto as many lines as the button needs,
 // in the window's one font.
-class WrappingButton : public QPushButton {
+class WrappingButton : public Marked<QPushButton> {
  public:
-  using QPushButton::QPushButton;
+  using Marked::Marked;
 
  protected:
   void paintEvent(QPaintEvent*) override {
@@ -33,13 +84,14 @@ class WrappingButton : public QPushButton {
     p.setPen(
         palette().color(isEnabled() ? QPalette::Active : QPalette::Disabled, QPalette::ButtonText));
     p.drawText(room, Qt::AlignCenter | Qt::TextWordWrap, caption);
+    paintFocusMark(p);
   }
 };
 
 // An option button whose caption wraps beside its indicator.
-class WrappingRadio : public QRadioButton {
+class WrappingRadio : public Marked<QRadioButton> {
  public:
-  using QRadioButton::QRadioButton;
+  using Marked::Marked;
 
  protected:
   void paintEvent(QPaintEvent*) override {
@@ -53,6 +105,20 @@ class WrappingRadio : public QRadioButton {
     room.setRight(rect().right());
     p.setPen(palette().color(QPalette::WindowText));
     p.drawText(room, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWordWrap, caption);
+    paintFocusMark(p);
+  }
+};
+
+// An input field with the window's focus mark.
+class InputField : public Marked<QLineEdit> {
+ public:
+  using Marked::Marked;
+
+ protected:
+  void paintEvent(QPaintEvent* e) override {
+    QLineEdit::paintEvent(e);
+    QPainter p(this);
+    paintFocusMark(p);
   }
 };
 
@@ -80,36 +146,97 @@ struct Place {
   int left, top, width, height;
 };
 
-struct LabelRow {
-  Place at;
-  const char* caption;
-  int r, g, b;
-};
-constexpr LabelRow kLabels[] = {
-    {{"Label1", 3120, 6000, 2175, 255}, "Complexity of shape (0 to 20):", 0, 255, 0},
-    {{"Label2", 120, 1560, 1935, 255}, "Size of shape: (40 to 400):", 0, 255, 0},
-    {{"Label3", 120, 2160, 1815, 255}, "Detail of shape (1 to 25):", 128, 255, 255},
-    {{"Label4", 120, 2160, 1935, 255}, "Number of sides (4 or 8):", 128, 255, 255},
-    {{"Label5", 120, 7200, 2055, 255}, "Seconds waited (scr-mode):", 0, 255, 0},
-    {{"Label7", 120, 3120, 1575, 255}, "Complexity (1 to 25):", 128, 255, 255},
-    {{"Label8", 120, 3720, 1575, 255}, "Smoothness (1 to 9):", 0, 255, 255},
-};
-
+// Each field with the label beside it. Text1 and Text4 never come on the
+// screen: they and their labels only hold values.
 struct FieldRow {
   Field field;
   Place at;
   const char* text;
   int maxLength;  // 0: any
   bool enabled;
+  Place labelAt;
+  const char* caption;
+  int r, g, b;  // the label's colour
+  bool shown;
 };
 constexpr FieldRow kFields[] = {
-    {Field::Text1, {"Text1", 5280, 6000, 375, 285}, "0", 2, true},
-    {Field::Text2, {"Text2", 2040, 1560, 375, 285}, "100", 3, false},
-    {Field::Text3, {"Text3", 1920, 2160, 375, 285}, "16", 2, true},
-    {Field::Text4, {"Text4", 2040, 2160, 375, 285}, "4", 2, false},
-    {Field::Text5, {"Text5", 2160, 7200, 375, 285}, "10", 2, true},
-    {Field::Text6, {"Text6", 1680, 3120, 375, 285}, "1", 0, false},
-    {Field::Text7, {"Text7", 1680, 3720, 375, 285}, "2", 0, false},
+    {Field::Text1,
+     {"Text1", 5280, 6000, 375, 285},
+     "0",
+     2,
+     true,
+     {"Label1", 3120, 6000, 2175, 255},
+     "Complexity of shape (0 to 20):",
+     0,
+     255,
+     0,
+     false},
+    {Field::Text2,
+     {"Text2", 2040, 1560, 375, 285},
+     "100",
+     3,
+     false,
+     {"Label2", 120, 1560, 1935, 255},
+     "Size of shape: (40 to 400):",
+     0,
+     255,
+     0,
+     true},
+    {Field::Text3,
+     {"Text3", 1920, 2160, 375, 285},
+     "16",
+     2,
+     true,
+     {"Label3", 120, 2160, 1815, 255},
+     "Detail of shape (1 to 25):",
+     128,
+     255,
+     255,
+     true},
+    {Field::Text4,
+     {"Text4", 2040, 2160, 375, 285},
+     "4",
+     2,
+     false,
+     {"Label4", 120, 2160, 1935, 255},
+     "Number of sides (4 or 8):",
+     128,
+     255,
+     255,
+     false},
+    {Field::Text5,
+     {"Text5", 2160, 7200, 375, 285},
+     "10",
+     2,
+     true,
+     {"Label5", 120, 7200, 2055, 255},
+     "Seconds waited (scr-mode):",
+     0,
+     255,
+     0,
+     true},
+    {Field::Text6,
+     {"Text6", 1680, 3120, 375, 285},
+     "1",
+     0,
+     false,
+     {"Label7", 120, 3120, 1575, 255},
+     "Complexity (1 to 25):",
+     128,
+     255,
+     255,
+     true},
+    {Field::Text7,
+     {"Text7", 1680, 3720, 375, 285},
+     "2",
+     0,
+     false,
+     {"Label8", 120, 3720, 1575, 255},
+     "Smoothness (1 to 9):",
+     0,
+     255,
+     255,
+     true},
 };
 
 constexpr Place kCommand1{"Command1", 120, 240, 1215, 495};
@@ -140,31 +267,34 @@ Controls buildControls(QWidget* view, Surface& picture1, double scale, QObject* 
     return w;
   };
   Controls c;
-  std::array<QLabel*, std::size(kLabels)> labels{};
-  for (std::size_t i = 0; i < std::size(kLabels); ++i) {
-    const LabelRow& row = kLabels[i];
-    auto* l = new QLabel(row.caption, view);
-    place(l, row.at);
+  auto* keysInUse = new KeysInUse(view);
+  // Never on the screen, so never shown to a screen reader: a window of
+  // their own that is never made.
+  c.offstage = std::make_unique<QWidget>();
+  for (const FieldRow& row : kFields) {
+    QWidget* parent = row.shown ? view : c.offstage.get();
+    auto* l = new QLabel(row.caption, parent);
+    place(l, row.labelAt);
     setBackground(l, row.r, row.g, row.b);
     l->setWordWrap(true);
     l->hide();
-    labels[i] = l;
-  }
-  for (const FieldRow& row : kFields) {
-    auto* t = new QLineEdit(row.text, view);
+    auto* t = new InputField(keysInUse, row.text, parent);
     place(t, row.at);
     if (row.maxLength > 0) t->setMaxLength(row.maxLength);
     t->setEnabled(row.enabled);
     t->installEventFilter(keys);
     t->hide();
+    // A screen reader names the field by the label beside it.
+    l->setBuddy(t);
     c.fields[static_cast<int>(row.field)] = t;
+    if (row.shown) c.panel.insert(c.panel.end(), {l, t});
   }
 
-  c.command1 = new WrappingButton("Create random shape", view);
+  c.command1 = new WrappingButton(keysInUse, "Create random shape", view);
   place(c.command1, kCommand1);
   // Covered by "Click to begin" at first: no key may reach it then.
   c.command1->setFocusPolicy(Qt::NoFocus);
-  c.command3 = new WrappingButton("Click to begin", view);
+  c.command3 = new WrappingButton(keysInUse, "Click to begin", view);
   place(c.command3, kCommand3);
   c.command3->raise();     // the same rectangle, in front
   c.command3->setFocus();  // keys go to the one button the user can see
@@ -185,13 +315,19 @@ Controls buildControls(QWidget* view, Surface& picture1, double scale, QObject* 
   c.label6->setAttribute(Qt::WA_NoMousePropagation);
   c.label6->hide();
 
-  c.option1 = new WrappingRadio("Shapes Regular", view);
+  c.option1 = new WrappingRadio(keysInUse, "Shapes Regular", view);
   place(c.option1, kOption1);
-  c.option2 = new WrappingRadio("Shapes Fancy", view);
+  c.option2 = new WrappingRadio(keysInUse, "Shapes Fancy", view);
   place(c.option2, kOption2);
   auto* indicators = new ScaledIndicators(scale);
   indicators->setParent(view);
   for (QRadioButton* o : {c.option1, c.option2}) {
+    // Tab stops once in the pair, at the selected one; the arrows move
+    // between them.
+    o->setFocusPolicy(Qt::ClickFocus);
+    QObject::connect(o, &QRadioButton::toggled, o, [o](bool selected) {
+      o->setFocusPolicy(selected ? Qt::StrongFocus : Qt::ClickFocus);
+    });
     o->setStyle(indicators);
     setBackground(o, 255, 0, 0);
     QPalette p = o->palette();
@@ -208,6 +344,7 @@ Controls buildControls(QWidget* view, Surface& picture1, double scale, QObject* 
   c.picture1->hide();
   c.picture2 = new QLabel(view);
   place(c.picture2, kPicture2);
+  c.picture2->setAccessibleName("Sample picture");
   setBackground(c.picture2, 0, 0, 0);
   c.picture2->setAlignment(Qt::AlignTop | Qt::AlignLeft);
   c.picture2->setAttribute(Qt::WA_NoMousePropagation);
@@ -223,21 +360,17 @@ Controls buildControls(QWidget* view, Surface& picture1, double scale, QObject* 
   c.note->setMargin(px(60));
   c.note->hide();
 
+  c.panel.insert(c.panel.begin(), c.command1);
+  c.panel.insert(c.panel.end(), {c.option1, c.option2});
+  // Tab goes as one reads the panel: top to bottom.
   const auto field = [&](Field f) -> QWidget* { return c.fields[static_cast<int>(f)]; };
-  c.panelShown = {c.command1,
-                  labels[1],
-                  field(Field::Text2),
-                  labels[2],
-                  field(Field::Text3),
-                  labels[4],
-                  field(Field::Text5),
-                  labels[5],
-                  field(Field::Text6),
-                  labels[6],
-                  field(Field::Text7),
-                  c.option1,
-                  c.option2};
-  c.panelHidden = {labels[0], field(Field::Text1), labels[3], field(Field::Text4)};
+  QWidget* previous = c.command1;
+  for (QWidget* next :
+       {field(Field::Text2), field(Field::Text3), field(Field::Text6), field(Field::Text7),
+        static_cast<QWidget*>(c.option1), static_cast<QWidget*>(c.option2), field(Field::Text5)}) {
+    QWidget::setTabOrder(previous, next);
+    previous = next;
+  }
   return c;
 }
 

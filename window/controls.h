@@ -3,7 +3,9 @@
 // display scale. What they do is the Form's business.
 #pragma once
 
+#include <QWidget>
 #include <array>
+#include <memory>
 #include <vector>
 
 #include "canvas/surface.h"
@@ -14,7 +16,6 @@ class QLineEdit;
 class QObject;
 class QPushButton;
 class QRadioButton;
-class QWidget;
 
 namespace tavrel {
 
@@ -26,8 +27,11 @@ struct Controls {
   SurfaceView* picture1;
   QRadioButton *option1, *option2;
   std::array<QLineEdit*, kFieldCount> fields{};
-  // What "the control panel" shows, and what it hides, as one step.
-  std::vector<QWidget*> panelShown, panelHidden;
+  // What "the control panel" shows and hides as one step, as one reads it.
+  std::vector<QWidget*> panel;
+  // The holder of what never comes on the screen (Text1, Text4 and their
+  // labels): no part of the window.
+  std::unique_ptr<QWidget> offstage;
 };
 
 // Makes the controls on `view`, each hidden but "Click to begin" and the

@@ -37,10 +37,52 @@ QString q(const std::string& s) {
 
 }  // namespace
 
+// While watching, the pointer goes after a few seconds at rest over the
+// window and comes back as soon as it moves or a button is pressed.
+class RestingPointer : public QObject {
+ public:
+  explicit RestingPointer(QWidget* window) : QObject(window), window_(window) {
+    rest_.setSingleShot(true);
+    connect(&rest_, &QTimer::timeout, this, [this] { window_->setCursor(Qt::BlankCursor); });
+  }
+  void watch(bool on) {
+    if (on) {
+      qApp->installEventFilter(this);
+      moved();
+    } else {
+      qApp->removeEventFilter(this);
+      rest_.stop();
+      window_->unsetCursor();
+    }
+  }
+
+ protected:
+  bool eventFilter(QObject*, QEvent* e) override {
+    // A picture that moves under a still pointer is no movement of it.
+    if ((e->type() == QEvent::MouseMove && QCursor::pos() != at_) ||
+        e->type() == QEvent::MouseButtonPress)
+      moved();
+    return false;
+  }
+
+ private:
+  void moved() {
+    at_ = QCursor::pos();
+    if (window_->testAttribute(Qt::WA_SetCursor)) window_->unsetCursor();
+    rest_.start(3000);
+  }
+
+  QWidget* window_;
+  QTimer rest_;
+  QPoint at_;
+};
+
 Form::Form(double scale, QWidget* parent)
     : QMainWindow(parent), scale_(scale), window_(592, 552, kBlack), picture1_(201, 161, kBlack) {
   setWindowTitle("Tavrel");
+  installSurfaceViewAccessibility();
   view_ = new SurfaceView(window_, scale_, this);
+  view_->setAccessibleName("Sample picture");
   view_->setObjectName("SurfaceWindow");
   view_->onPress = [this] { report([](RunEvents& e) { e.mouseDown(); }); };
   view_->onFirstPaint = [this] {
@@ -58,11 +100,11 @@ Form::Form(double scale, QWidget* parent)
   option1_ = c.option1;
   option2_ = c.option2;
   fields_ = c.fields;
-  panelShown_ = std::move(c.panelShown);
-  panelHidden_ = std::move(c.panelHidden);
+  panel_ = std::move(c.panel);
+  offstage_ = std::move(c.offstage);
+  menus_ = std::make_unique<MenuBar>(
+      menuBar(), [this](Menu m) { report([m](RunEvents& e) { e.menuClick(m); }); });
   connectControls();
-  menus_ =
-      buildMenuBar(menuBar(), [this](Menu m) { report([m](RunEvents& e) { e.menuClick(m); }); });
   resize(static_cast<int>(592 * scale_),
          static_cast<int>(552 * scale_) + menuBar()->sizeHint().height());
   for (int i = 0; i < static_cast<int>(timers_.size()); ++i) {
@@ -80,6 +122,10 @@ Form::Form(double scale, QWidget* parent)
 }
 
 Form::~Form() = default;
+
+QAction* Form::action(Menu m) const {
+  return menus_->action(m);
+}
 
 int Form::px(double twips) const {
   return static_cast<int>(std::lround(twips / 15 * scale_));
@@ -143,17 +189,22 @@ void Form::connectControls() {
             [this] { report([](RunEvents& e) { e.mouseDown(); }); });
     pageKeys_.push_back(back);
   }
-  // S and P do what their menu entries do; a field being typed in keeps them.
-  for (const auto& [key, menu] :
-       {std::pair{Qt::Key_S, Menu::sdfdssdf}, std::pair{Qt::Key_P, Menu::hgfhg}}) {
-    const Menu entry = menu;
-    connect(new QShortcut(QKeySequence(key), this), &QShortcut::activated, this,
-            [this, entry] { report([entry](RunEvents& e) { e.menuClick(entry); }); });
-  }
+  // F10 takes the keyboard to the menus, as on other desktops' windows; F11
+  // fills the screen or leaves it, in either mode.
+  connect(new QShortcut(QKeySequence(Qt::Key_F10), this), &QShortcut::activated, this,
+          [this] { menus_->takeKeys(); });
+  connect(new QShortcut(QKeySequence(Qt::Key_F11), this), &QShortcut::activated, this,
+          [this] { isFullScreen() ? showMaximized() : showFullScreen(); });
+  pointer_ = new RestingPointer(this);
 }
 
 bool Form::eventFilter(QObject* watched, QEvent* e) {
   if (e->type() == QEvent::KeyRelease || e->type() == QEvent::KeyPress) {
+    // Alt with a letter is for the menus: a field never types it.
+    const auto* key = static_cast<QKeyEvent*>(e);
+    if (e->type() == QEvent::KeyPress && key->modifiers().testFlag(Qt::AltModifier) &&
+        !key->modifiers().testFlag(Qt::ControlModifier) && !key->text().isEmpty())
+      return true;
     for (int i = 0; i < kFieldCount; ++i) {
       if (watched != fields_[i]) continue;
       const Field f = static_cast<Field>(i);
@@ -186,8 +237,11 @@ bool Form::eventFilter(QObject* watched, QEvent* e) {
 
 void Form::resizeEvent(QResizeEvent* e) {
   QMainWindow::resizeEvent(e);
+  const int oldWidth = window_.width(), oldHeight = window_.height();
   window_.resize(static_cast<int>(view_->width() / scale_),
                  static_cast<int>(view_->height() / scale_));
+  if (window_.width() != oldWidth || window_.height() != oldHeight)
+    report([oldWidth, oldHeight](RunEvents& ev) { ev.resized(oldWidth, oldHeight); });
 }
 
 void Form::closeEvent(QCloseEvent* e) {
@@ -213,8 +267,9 @@ bool Form::option2Value() {
   return option2_->isChecked();
 }
 
+// A window that fills the screen is maximised already.
 void Form::maximize() {
-  if (windowState() & Qt::WindowMaximized) return;
+  if (windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen)) return;
   showMaximized();
 }
 
@@ -291,13 +346,20 @@ void Form::setVisible(Control c, bool visible) {
 }
 
 void Form::showControlPanel() {
-  for (QWidget* w : panelShown_) w->show();
-  for (QWidget* w : panelHidden_) w->hide();
+  for (QWidget* w : panel_) w->show();
+  // Keys that were in no control of the panel, hidden with it, come back to
+  // its first one.
+  if (std::find(panel_.begin(), panel_.end(), focusWidget()) == panel_.end() &&
+      command1_->focusPolicy() != Qt::NoFocus)
+    command1_->setFocus();
 }
 
 void Form::hideControlPanel() {
-  for (QWidget* w : panelShown_) w->hide();
-  for (QWidget* w : panelHidden_) w->hide();
+  // Rather than wander through the controls going away, the keys go to the
+  // window.
+  if (std::find(panel_.begin(), panel_.end(), focusWidget()) != panel_.end())
+    focusWidget()->clearFocus();
+  for (QWidget* w : panel_) w->hide();
 }
 
 void Form::selectOption2(bool fancy) {
@@ -305,15 +367,25 @@ void Form::selectOption2(bool fancy) {
 }
 
 void Form::setMenuVisible(Menu m, bool visible) {
-  menus_.at(m)->setVisible(visible);
+  menus_->setVisible(m, visible);
 }
 
 bool Form::isChecked(Menu m) {
-  return menus_.at(m)->isChecked();
+  return menus_->isChecked(m);
 }
 
 void Form::setChecked(Menu m, bool checked) {
-  menus_.at(m)->setChecked(checked);
+  menus_->setChecked(m, checked);
+}
+
+void Form::showAsScreenSaver(bool on) {
+  if (on == saver_) return;
+  saver_ = on;
+  pointer_->watch(on);
+  if (on)
+    showFullScreen();
+  else
+    showMaximized();
 }
 
 void Form::armTimer(FormTimer& t) {
@@ -417,6 +489,13 @@ void Form::choosePaletteFile(std::function<void(const std::string&)> chosen) {
     report([&](RunEvents& e) { e.answer([chosen, path] { chosen(path); }); });
   });
   dialog->open();
+}
+
+// The window's surface shows the picture in regular mode, Picture1 in
+// screen-saver mode: both take its name.
+void Form::namePicture(const std::string& name) {
+  view_->setAccessibleName(q(name));
+  picture1View_->setAccessibleName(q(name));
 }
 
 std::uint32_t Form::secondsSinceMidnight() {

@@ -10,7 +10,7 @@
 #include <array>
 #include <chrono>
 #include <functional>
-#include <map>
+#include <memory>
 
 #include "modes/run_host.h"
 
@@ -24,6 +24,8 @@ class QShortcut;
 
 namespace tavrel {
 
+class MenuBar;
+class RestingPointer;
 class SurfaceView;
 
 class Form : public QMainWindow, public RunHost {
@@ -38,7 +40,7 @@ class Form : public QMainWindow, public RunHost {
   // loop then ends; no event reaches the program any more.
   bool ended() const { return ended_; }
   // The entry of the menu tree, as the menu bar shows it.
-  QAction* action(Menu m) const { return menus_.at(m); }
+  QAction* action(Menu m) const;
   // Whether the frame timer runs: something moves.
   bool stepping() const { return frame_.isActive(); }
 
@@ -65,6 +67,7 @@ class Form : public QMainWindow, public RunHost {
   void setMenuVisible(Menu m, bool visible) override;
   bool isChecked(Menu m) override;
   void setChecked(Menu m, bool checked) override;
+  void showAsScreenSaver(bool on) override;
   void setTimerEnabled(TimerId t, bool enabled) override;
   void setTimerInterval(TimerId t, Long milliseconds) override;
   void movePicture1(float left, float top) override;
@@ -72,6 +75,7 @@ class Form : public QMainWindow, public RunHost {
   Picture slidePicture(int box) override;
   void setPicture2(Picture p) override;
   std::uint32_t secondsSinceMidnight() override;
+  void namePicture(const std::string& name) override;
   std::string picturesFolder() override;
   void showNote(const std::string& text) override;
   void showMessage(const std::string& text) override;
@@ -118,8 +122,9 @@ class Form : public QMainWindow, public RunHost {
   SurfaceView* picture1View_;
   QRadioButton *option1_, *option2_;
   std::array<QLineEdit*, kFieldCount> fields_{};
-  std::vector<QWidget*> panelShown_, panelHidden_;
-  std::map<Menu, QAction*> menus_;
+  std::vector<QWidget*> panel_;
+  std::unique_ptr<QWidget> offstage_;
+  std::unique_ptr<MenuBar> menus_;
   std::vector<QShortcut*> pageKeys_;  // Esc and the like, while the information page is up
   std::array<Picture, 10> slides_{};
 
@@ -133,6 +138,8 @@ class Form : public QMainWindow, public RunHost {
   FormTimer& timer(TimerId t) { return timers_[static_cast<int>(t)]; }
   void armTimer(FormTimer& t);
   QTimer frame_;  // the next step of what goes by itself
+  bool saver_ = false;
+  RestingPointer* pointer_;
   bool ended_ = false;
   QString backdrops_;
 

@@ -1,5 +1,6 @@
 #include "window/surface_view.h"
 
+#include <QAccessibleWidget>
 #include <QMouseEvent>
 #include <QPainter>
 #include <algorithm>
@@ -9,6 +10,21 @@
 #include "window/image_convert.h"
 
 namespace tavrel {
+
+namespace {
+
+QAccessibleInterface* accessibleView(const QString&, QObject* object) {
+  if (auto* view = dynamic_cast<SurfaceView*>(object))
+    return new QAccessibleWidget(view, QAccessible::Graphic);
+  return nullptr;
+}
+
+}  // namespace
+
+void installSurfaceViewAccessibility() {
+  QAccessible::removeFactory(accessibleView);  // once, however many windows are made
+  QAccessible::installFactory(accessibleView);
+}
 
 SurfaceView::SurfaceView(Surface& surface, double scale, QWidget* parent)
     : QWidget(parent), surface_(surface), scale_(scale) {

@@ -11,6 +11,9 @@
 
 namespace tavrel {
 
+// A screen reader sees a view as a picture, named by its accessible name.
+void installSurfaceViewAccessibility();
+
 class SurfaceView : public QWidget {
  public:
   SurfaceView(Surface& surface, double scale, QWidget* parent = nullptr);

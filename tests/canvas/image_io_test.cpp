@@ -5,8 +5,10 @@
 #include <filesystem>
 #include <set>
 #include <utility>
+#include <variant>
 #include <vector>
 
+#include "canvas/png_text.h"
 #include "tests/temp_dir.h"
 
 namespace tavrel {
@@ -52,6 +54,31 @@ TEST(Png, BrokenOrHugeFilesGiveNothing) {
   EXPECT_EQ(decodePng(encodePng(widest))->image, widest);
   EXPECT_FALSE(decodePng(encodePng(ImageData{16385, 1, std::vector<Colour>(16385)})));
   EXPECT_FALSE(decodePng(encodePng(ImageData{1, 16385, std::vector<Colour>(16385)})));
+}
+
+// The recipe reader reads nothing past the bytes it is given, from memory or
+// from a file cut short at every length: each cut lies inside a buffer that
+// goes on with the rest of the file, so a read past the cut would find the
+// chunk whole there. A text longer than the limit, or with another keyword,
+// is never given.
+TEST(Png, TheTextReaderStopsWhereItsBytesStop) {
+  const testing_support::TempDir temp;
+  const Bytes file = encodePng(smallColours(), {{"Other", "y"}, {"Tavrel recipe", "x=1\n"}});
+  ASSERT_EQ(std::get<std::string>(pngText(file, "Tavrel recipe", 100)), "x=1\n");
+  EXPECT_EQ(std::get<PngTextProblem>(pngText(file, "Tavrel recipe", 3)), PngTextProblem::tooLarge);
+  EXPECT_EQ(std::get<PngTextProblem>(pngText(file, "Tavrel", 100)), PngTextProblem::noText);
+  // The text is there once its chunk, check sum included, is whole.
+  const std::string bytes(file.begin(), file.end());
+  const std::size_t chunk = bytes.find("iTXtTavrel recipe") - 4;
+  const std::size_t whole =
+      chunk + 12 + (std::uint8_t(bytes[chunk + 2]) << 8 | std::uint8_t(bytes[chunk + 3]));
+  for (std::size_t n = 0; n < file.size(); ++n) {
+    const auto inMemory = pngText(std::span(file.data(), n), "Tavrel recipe", 100);
+    ASSERT_EQ(std::holds_alternative<std::string>(inMemory), n >= whole) << "cut at " << n;
+    writeFile(temp.path / "cut.png", std::span(file.data(), n));
+    const auto inFile = readPngText(temp.path / "cut.png", "Tavrel recipe", 100);
+    ASSERT_EQ(inFile, inMemory) << "cut at " << n;
+  }
 }
 
 TEST(Files, WrittenWholeOrNotAtAll) {

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <string>
+#include <vector>
+
 namespace tavrel {
 namespace {
 
@@ -127,6 +131,128 @@ TEST(Surface, CheapErasesLookLikeFullOnes) {
   s.resize(40, 25);  // what fits is kept, the rest takes the back colour
   EXPECT_EQ(s.pixel(29, 19), OutlineColor);
   EXPECT_EQ(count(s, W), 999);
+}
+
+// The same drawing on the surface and on a model that erases at once and
+// keeps no books: after every step the two hold the same pixels. Each row
+// drives the lazy erase across one of its limits: the journal of single
+// pixels (its fold at a million writes, the 4096 a wipe may leave behind),
+// box outlines drawn pixel by pixel or as edges (8192 pixels), erasing to
+// another colour and back, a background picture, a resize.
+class Model {
+ public:
+  Model(int w, int h, Colour back) : w_(w), h_(h), back_(back), px_(w * h, back) {}
+  void plot(int x, int y, Colour c) {
+    if (x >= 0 && y >= 0 && x < w_ && y < h_) px_[y * w_ + x] = c;
+  }
+  void fill(int x0, int y0, int x1, int y1, Colour c) {
+    for (int y = std::min(y0, y1); y <= std::max(y0, y1); ++y)
+      for (int x = std::min(x0, x1); x <= std::max(x0, x1); ++x) plot(x, y, c);
+  }
+  void box(int x0, int y0, int x1, int y1, Colour c) {
+    fill(x0, y0, x1, y0, c), fill(x0, y1, x1, y1, c), fill(x0, y0, x0, y1, c),
+        fill(x1, y0, x1, y1, c);
+  }
+  void erase(Colour back, const ImageData* picture) {
+    back_ = back;
+    px_.assign(px_.size(), back);
+    if (picture)
+      for (int y = 0; y < picture->height; ++y)
+        for (int x = 0; x < picture->width; ++x) plot(x, y, picture->at(x, y));
+  }
+  void resize(int w, int h) {
+    std::vector<Colour> next(w * h, back_);
+    for (int y = 0; y < std::min(h, h_); ++y)
+      for (int x = 0; x < std::min(w, w_); ++x) next[y * w + x] = px_[y * w_ + x];
+    w_ = w, h_ = h, px_.swap(next);
+  }
+  int mismatches(const Surface& s) const {
+    if (s.width() != w_ || s.height() != h_) return -1;
+    int n = 0;
+    for (int y = 0; y < h_; ++y)
+      for (int x = 0; x < w_; ++x) n += s.pixel(x, y) != px_[y * w_ + x];
+    return n;
+  }
+
+ private:
+  int w_, h_;
+  Colour back_;
+  std::vector<Colour> px_;
+};
+
+TEST(Surface, LazyErasingAgreesWithEagerErasingAcrossItsLimits) {
+  auto picture = std::make_shared<ImageData>();
+  picture->width = 7;
+  picture->height = 5;
+  picture->pixels.assign(35, 0x0A0B0C);
+  // Each step: a letter and its numbers. p N C: N single pixels of colour C
+  // scattered over the surface; q N C: N pixels right of x = 150; b/f X0 Y0
+  // X1 Y1 C: a box outline or a filled box; k C: back colour C (an erase);
+  // c: Cls; i / n: the picture set / taken away; r W H: resize.
+  const struct {
+    const char* what;
+    std::vector<std::string> steps;
+  } rows[] = {
+      {"a wipe leaves 4096 pixels", {"k 16777215", "q 4096 1", "f 0 0 149 39 16777215", "c"}},
+      {"a wipe leaves 4097 pixels", {"k 16777215", "q 4097 1", "f 0 0 149 39 16777215", "c"}},
+      {"a wipe takes them all", {"k 16777215", "p 5000 255", "f -5 -5 400 100 16777215", "c"}},
+      {"outline of 8192", {"k 16777215", "b 10 10 4069 45 1", "c"}},
+      {"outline of 8194", {"k 16777215", "b 10 10 4070 45 1", "f 0 0 299 39 16777215", "c"}},
+      {"outline beyond the edges", {"k 16777215", "b -3000 -10 3000 30 65280", "c"}},
+      {"a million writes", {"k 16777215", "p 1048575 1", "c"}},
+      {"a million and two", {"k 16777215", "p 1048578 1", "c", "p 3 2", "c"}},
+      {"erase to another colour and back",
+       {"k 255", "p 300 1", "f 5 5 50 30 65280", "k 16777215", "p 300 1", "k 16777215"}},
+      {"a filled box in another colour, then a wipe",
+       {"k 16777215", "f 100 0 299 39 255", "f 0 0 199 39 16777215", "c"}},
+      {"the picture under it all", {"i", "p 200 1", "c", "f 0 0 3 3 16777215", "n", "c"}},
+      {"resize keeps what fits", {"k 16777215", "p 500 1", "r 200 50", "c", "r 300 40", "c"}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    Surface s(300, 40, kBlack);
+    Model m(300, 40, kBlack);
+    const ImageData* shown = nullptr;
+    Colour back = kBlack;
+    std::uint32_t seed = 12345;
+    const auto next = [&](int below) {
+      seed = seed * 1103515245u + 12345u;
+      return static_cast<int>((seed >> 8) % static_cast<std::uint32_t>(below));
+    };
+    for (const std::string& step : row.steps) {
+      std::istringstream in(step);
+      char op = 0;
+      in >> op;
+      long long n = 0;
+      int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+      Colour c = 0;
+      if (op == 'p' || op == 'q') {
+        in >> n >> c;
+        for (long long i = 0; i < n; ++i) {
+          const int x = op == 'q' ? 150 + next(150) : next(300), y = next(40);
+          s.plot(x, y, c);
+          m.plot(x, y, c);
+        }
+      } else if (op == 'b' || op == 'f') {
+        in >> x0 >> y0 >> x1 >> y1 >> c;
+        s.Line(op == 'b' ? LineFlags::Box : LineFlags::FilledBox, x0, y0, x1, y1, c);
+        op == 'b' ? m.box(x0, y0, x1, y1, c) : m.fill(x0, y0, x1, y1, c);
+      } else if (op == 'k' || op == 'c' || op == 'i' || op == 'n') {
+        if (op == 'k') in >> back, s.setBackColor(back);
+        if (op == 'c') s.Cls();
+        if (op == 'i' || op == 'n') {
+          shown = op == 'i' ? picture.get() : nullptr;
+          s.setPicture(op == 'i' ? picture : nullptr);
+        }
+        m.erase(back, shown);
+      } else if (op == 'r') {
+        in >> x1 >> y1;
+        s.resize(x1, y1);
+        m.resize(x1, y1);
+      }
+      ASSERT_EQ(m.mismatches(s), 0) << step;
+    }
+  }
 }
 
 }  // namespace

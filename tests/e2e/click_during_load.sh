@@ -25,7 +25,7 @@ for _ in $(seq 100); do [ -s "$tmp/display" ] && break; sleep 0.1; done
 DISPLAY=":$(head -1 "$tmp/display")"
 export DISPLAY
 for _ in $(seq 100); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
-export XDG_CONFIG_HOME=$tmp  # no saved settings of the user
+export XDG_CONFIG_HOME=$tmp XDG_STATE_HOME=$tmp  # no saved settings, no history of the user
 # No session bus: libdbus would start one through the X server for each run.
 export DBUS_SESSION_BUS_ADDRESS=disabled:
 export QT_QPA_PLATFORM=xcb  # a real window on the X server, whatever the suite's default

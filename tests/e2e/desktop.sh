@@ -19,7 +19,7 @@ read -r -t 10 number <&"$fd" || { echo "Xvfb did not start"; exit 1; }
 export DISPLAY=":$number" QT_QPA_PLATFORM=xcb
 # On a busy machine the server may take a moment to answer after naming its display.
 for _ in $(seq 100); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
-export XDG_CONFIG_HOME=$tmp  # no saved settings of the user
+export XDG_CONFIG_HOME=$tmp XDG_STATE_HOME=$tmp  # no saved settings, no history of the user
 # No session bus: libdbus would start one through the X server for each run.
 export DBUS_SESSION_BUS_ADDRESS=disabled:
 
@@ -70,7 +70,7 @@ above "$(brightness 30x10+12+3)" 0.6 || fail "the menu bar did not come with the
 
 click "${options[@]}"; click $(entry 1) 1  # Screen-Saver mode, Fast
 menu_shows "screen-saver, Fast"
-click "${options[@]}"; click $(entry 2) 0.3; click 220 67 1  # Animation speed, Slow
+click "${options[@]}"; click $(entry 2) 0.3; click 280 67 1  # Animation speed, Slow
 menu_shows "screen-saver, Slow"
 
 click "${info[@]}" 0.6  # the information page over the black window
@@ -100,7 +100,7 @@ shot
 above "$(brightness 60x20+15+40)" 0.6 || fail "the panel did not come back in regular mode"
 
 click "${options[@]}"; click $(entry 1) 0.8  # Screen-Saver mode, then Quit
-click "${options[@]}"; click $(entry 10) 0
+click "${options[@]}"; click $(entry 12) 0
 for _ in $(seq 30); do kill -0 "$app" 2>/dev/null || break; sleep 0.1; done
 kill -0 "$app" 2>/dev/null && fail "Quit did not end the program"
 status=0

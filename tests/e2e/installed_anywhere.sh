@@ -19,7 +19,8 @@ if grep -q '^Path=' "$entry"; then fail "the desktop entry names a folder"; fi
 exec {fd}<> <(:)
 orphan_proof Xvfb -displayfd "$fd" -screen 0 1024x768x24 -nolisten tcp -noreset >/dev/null 2>&1 &
 read -r -t 10 number <&"$fd" || fail "Xvfb did not start"
-export DISPLAY=":$number" QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$tmp DBUS_SESSION_BUS_ADDRESS=disabled:
+export DISPLAY=":$number" QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$tmp XDG_STATE_HOME=$tmp \
+  DBUS_SESSION_BUS_ADDRESS=disabled:
 for _ in $(seq 100); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
 (cd / && TAVREL_SCALE=1 orphan_proof "$tmp/moved/bin/tavrel") >"$tmp/log" 2>&1 &
 app=$!

@@ -13,7 +13,7 @@ orphan_proof() { exec setpriv --pdeathsig KILL -- "$@"; }
 exec {fd}<> <(:)
 orphan_proof Xvfb -displayfd "$fd" -screen 0 1024x768x24 -nolisten tcp -noreset >/dev/null 2>&1 &
 read -r -t 10 number <&"$fd" || { echo "Xvfb did not start"; exit 1; }
-export DISPLAY=":$number" QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$tmp
+export DISPLAY=":$number" QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$tmp XDG_STATE_HOME=$tmp
 # No session bus: libdbus would start one through the X server for each run.
 export DBUS_SESSION_BUS_ADDRESS=disabled:
 for _ in $(seq 100); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
@@ -43,7 +43,7 @@ begin() {
   done
   sleep 0.5
 }
-quit() { click "${options[@]}"; click $(entry 10) 0; }
+quit() { click "${options[@]}"; click $(entry 12) 0; }
 close() { "$close_window" "$win"; }
 # The program ends by itself, with 0, and no sanitizer spoke.
 ends() {
@@ -59,7 +59,7 @@ start; close; ends "closed on the start screen"
 start; begin; quit; ends "Quit in regular mode"
 start; begin; click "${info[@]}" 0.6; quit; ends "Quit on the information page"
 start; begin; click "${options[@]}"; click $(entry 1) 0.5
-click "${options[@]}"; click $(entry 2) 0.3; click 220 67 0.5  # Slow
+click "${options[@]}"; click $(entry 2) 0.3; click 280 67 0.5  # Slow
 close; ends "closed in screen-saver mode"
 
 # A new picture every second, Fast, and "Edit colors" open over it.

@@ -14,7 +14,7 @@ orphan_proof Xvfb -displayfd "$fd" -screen 0 1024x768x24 -nolisten tcp -noreset 
 read -r -t 10 number <&"$fd" || { echo "Xvfb did not start"; exit 1; }
 # Pictures is a file here: a save can't make its folder.
 mkdir -p "$tmp/home" && touch "$tmp/home/Pictures"
-export DISPLAY=":$number" QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$tmp HOME=$tmp/home
+export DISPLAY=":$number" QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$tmp XDG_STATE_HOME=$tmp HOME=$tmp/home
 export DBUS_SESSION_BUS_ADDRESS=disabled:
 for _ in $(seq 100); do xdotool getmouselocation >/dev/null 2>&1 && break; sleep 0.1; done
 
@@ -67,7 +67,7 @@ shot
 n=$(exactly '#FFFFE0')
 ((n > 1000)) || fail "no note after a failed save ($n pixels)"
 
-click "${options[@]}"; click $(entry 10) 0
+click "${options[@]}"; click $(entry 12) 0
 for _ in $(seq 50); do kill -0 "$app" 2>/dev/null || break; sleep 0.1; done
 status=0
 wait "$app" || status=$?

@@ -47,6 +47,8 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   void setMenuVisible(Menu, bool) override {}
   bool isChecked(Menu m) override { return checked[m]; }
   void setChecked(Menu m, bool c) override { checked[m] = c; }
+  bool fullScreen = false;
+  void showAsScreenSaver(bool on) override { fullScreen = on; }
   void setTimerEnabled(TimerId t, bool e) override { enabled[t] = e; }
   void setTimerInterval(TimerId t, Long ms) override { interval[t] = ms; }
   void movePicture1(float l, float t) override {
@@ -70,6 +72,8 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   }
   void setPicture2(Picture p) override { picture2 = std::move(p); }
   std::uint32_t secondsSinceMidnight() override { return 4242; }
+  std::string pictureName;
+  void namePicture(const std::string& name) override { pictureName = name; }
 
   // The desktop's services: what was shown, and the answers of the dialogs.
   std::string pictures;

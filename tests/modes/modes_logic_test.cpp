@@ -107,9 +107,14 @@ TEST(Program, TheBounceGoesByTimeNotByTurns) {
   Program program(host);
   program.st.rnd.Randomize(5);
   firstValues(program.st, 1000, 1000);
+  host.setText(Field::Text5, "7");
   program.menuClick(Menu::ssaver);
   ASSERT_TRUE(host.visible[Control::Picture1]);
+  // It starts where the shape stood, and a new picture comes every 7 s.
   const auto start = std::pair(host.left, host.top);
+  EXPECT_EQ(start, std::pair(450.0f, 450.0f));
+  EXPECT_TRUE(host.enabled[TimerId::Timer1]);
+  EXPECT_EQ(host.interval[TimerId::Timer1], 7000);
   const RunEvents::Clock::time_point t0{};
   const auto first = program.advance(t0);
   ASSERT_TRUE(first);
@@ -130,6 +135,8 @@ TEST(Program, TheBounceGoesByTimeNotByTurns) {
   EXPECT_NE(std::pair(host.left, host.top), start);
   program.menuClick(Menu::regmode);
   EXPECT_EQ(program.advance(t0 + 4s), std::nullopt);
+  EXPECT_FALSE(host.enabled[TimerId::Timer1]);
+  EXPECT_FALSE(host.visible[Control::Picture1]);
 }
 
 // An event that comes while a handler runs (here through the generator's
@@ -158,12 +165,13 @@ TEST(Program, ATickDuringAGenerationIsHandledAfterIt) {
   EXPECT_EQ(during.pixels, after.pixels);
 }
 
+// On a window wider than the generators' 1000-pixel square.
 TEST(CreatePattern, ATileFillsTheWindowInRegularModeOnly) {
-  FakeRunHost host(700, 500);
+  FakeRunHost host(1100, 500);
   Program program(host);
   program.st.rnd.Randomize(5);
   program.st.tcolor = kTrueColours;
-  firstValues(program.st, 700, 500);
+  firstValues(program.st, 1100, 500);
   program.menuClick(Menu::cpattern);
   program.click(Control::Command1);
   const Surface& win = host.SurfaceWindow();
@@ -171,16 +179,27 @@ TEST(CreatePattern, ATileFillsTheWindowInRegularModeOnly) {
   // Neighbouring tiles share their frame lines: the window repeats every 98
   // pixels, and the tile stands where it was drawn.
   for (int y = 0; y + 98 < 500; ++y)
-    for (int x = 0; x + 98 < 700; ++x) {
+    for (int x = 0; x + 98 < 1100; ++x) {
       ASSERT_EQ(win.pixel(x, y), win.pixel(x + 98, y)) << x << "," << y;
       ASSERT_EQ(win.pixel(x, y), win.pixel(x, y + 98)) << x << "," << y;
     }
   for (int y = 1; y <= 98; ++y)
-    for (int x = 1; x <= 98; ++x) ASSERT_EQ(win.pixel(300 + x, 200 + y), tile->at(x, y));
-  // The screen-saver bounces the tile alone over the cover.
+    for (int x = 1; x <= 98; ++x) ASSERT_EQ(win.pixel(500 + x, 200 + y), tile->at(x, y));
+  // The screen-saver fills the screen; the tiles go, beyond the box too.
   program.menuClick(Menu::ssaver);
+  EXPECT_TRUE(host.fullScreen);
+  for (int y = 0; y < 500; ++y)
+    for (int x = 1001; x < 1100; ++x) ASSERT_EQ(win.pixel(x, y), win.BackColor()) << x << "," << y;
+  // What the full screen adds to the window takes the box's black.
+  host.SurfaceWindow().resize(1100, 540);
+  program.resized(1100, 500);
+  EXPECT_EQ(win.pixel(10, 520), OutlineColor);
+  EXPECT_EQ(win.pixel(1050, 520), win.BackColor());
+  // It bounces the tile alone over the cover.
   program.timerTick(TimerId::Timer1);
   EXPECT_EQ(win.pixel(350, 250), OutlineColor);
+  program.menuClick(Menu::regmode);
+  EXPECT_FALSE(host.fullScreen);
 }
 
 }  // namespace

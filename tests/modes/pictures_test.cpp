@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "canvas/image_io.h"
 #include "modes/program.h"
 #include "tests/modes/fake_run_host.h"
 #include "tests/temp_dir.h"
@@ -29,8 +30,28 @@ TEST(Pictures, PalettesComeFromAFileOrTheEditorAndABrokenFileChangesNothing) {
     EXPECT_EQ(program.st.userColors, basicPalette()) << file;
   }
   EXPECT_EQ(host.messages.size(), 1u);
+  // The first fifteen colours, in order; fewer leave the rest as they were,
+  // more are passed over (nothing is written past the palette).
+  for (int n : {1, 14, 15, 16, 40}) {
+    std::ofstream file(dir / "n.gpl");
+    file << "GIMP Palette\n";
+    for (int i = 1; i <= n; ++i) file << i << " " << i + 1 << " 9 colour " << i << "\n";
+    file.close();
+    program.st.userColors = basicPalette();
+    const double tilerepeat = program.st.tilerepeat = 7;
+    host.chosenFile = (dir / "n.gpl").string();
+    program.menuClick(Menu::impcolor);
+    for (int i = 1; i <= 15; ++i)
+      EXPECT_EQ(program.st.userColors[i], i <= n ? Colour(0x090000 | (i + 1) << 8 | i) : QBColor(i))
+          << n << " colours, entry " << i;
+    EXPECT_EQ(program.st.tilerepeat, tilerepeat) << n;
+    EXPECT_EQ(host.notes.back(),
+              "Imported " + std::to_string(std::min(n, 15)) + " colours from " + host.chosenFile);
+  }
+  program.st.userColors = basicPalette();
+  program.st.tilerepeat = 0;
   host.chosenFile = (dir / "two.gpl").string();
-  program.menuClick(Menu::impcolor);  // two colours: the rest stay as they were
+  program.menuClick(Menu::impcolor);
   UserPalette expected = basicPalette();
   expected[1] = 0x030201;
   expected[2] = 0x060504;
@@ -61,6 +82,115 @@ TEST(Pictures, PalettesComeFromAFileOrTheEditorAndABrokenFileChangesNothing) {
   EXPECT_EQ(writeNewFile(dir / "new", "a", "png", bytes), dir / "new" / "a.png");
   EXPECT_EQ(writeNewFile(dir / "new", "a", "png", bytes), dir / "new" / "a-2.png");
   EXPECT_EQ(fs::file_size(dir / "new" / "a.png"), 3u);
+}
+
+// Previous and Next in regular mode: each picture of the run back as it was
+// shown, the window and Picture1 alike, whatever made it; nothing past either
+// end; a new picture goes on as if no step had been taken; Save shape saves
+// the one on show; the history has each picture once, in order.
+TEST(Pictures, PreviousAndNextGiveBackThePicturesOfTheRunAsTheyWere) {
+  const testing_support::TempDir temp;
+  struct Shown {
+    std::vector<Colour> window;  // empty: not shown in regular mode
+    ImageData picture;
+  };
+  const auto shownBy = [](FakeRunHost& host, bool onWindow) {
+    Shown s{{}, *host.SurfacePicture1().Image()};
+    const Surface& win = host.SurfaceWindow();
+    for (int y = 0; onWindow && y < win.height(); ++y)
+      s.window.insert(s.window.end(), win.scanline(y), win.scanline(y) + win.width());
+    return s;
+  };
+  // A run of shapes, a tile over the window, user and basic colours, and two
+  // pictures made in screen-saver mode, the second brought back by Regular mode.
+  const auto run = [&](FakeRunHost& host, Program& program, std::vector<Shown>* shown) {
+    program.st.rnd.Randomize(7);
+    firstValues(program.st, 640, 480);
+    const auto made = [&](bool onWindow) {
+      if (shown) shown->push_back(shownBy(host, onWindow));
+    };
+    program.click(Control::Command1);
+    made(true);
+    program.menuClick(Menu::cpattern);
+    program.click(Control::Command1);
+    made(true);
+    program.st.userColors[3] = 0x445566;
+    program.menuClick(Menu::uedit);
+    program.menuClick(Menu::csingle);
+    program.click(Control::Command1);
+    made(true);
+    program.menuClick(Menu::ssaver);
+    program.timerTick(TimerId::Timer1);
+    made(false);
+    program.timerTick(TimerId::Timer1);
+    program.menuClick(Menu::regmode);
+    made(true);
+    program.menuClick(Menu::bcolorm);
+    program.click(Control::Command1);
+    made(true);
+  };
+  FakeRunHost host(640, 480);
+  host.pictures = temp.path.string();
+  Program program(host);
+  std::vector<std::string> warnings;
+  program.keepHistory(History(temp / "state", "tavrel",
+                              [&](const std::string& line) { warnings.push_back(line); }));
+  std::vector<Shown> shown;
+  run(host, program, &shown);
+  ASSERT_EQ(shown.size(), 6u);
+
+  const auto onShow = [&](std::size_t i) {
+    SCOPED_TRACE(i);
+    const Shown now = shownBy(host, !shown[i].window.empty());
+    EXPECT_EQ(now.picture, shown[i].picture);
+    EXPECT_TRUE(now.window == shown[i].window);
+    EXPECT_EQ(program.st.picture1Recipe, program.st.shown[i].recipe);
+  };
+  for (std::size_t i = shown.size() - 1; i-- > 0;) {
+    program.menuClick(Menu::prevpic);
+    onShow(i);
+  }
+  program.menuClick(Menu::prevpic);  // at the oldest: nothing
+  onShow(0);
+  program.menuClick(Menu::sdfdssdf);
+  const auto saved = readPng(std::filesystem::directory_iterator(temp / "Tavrel")->path());
+  ASSERT_TRUE(saved);
+  EXPECT_EQ(saved->image, zoomed(shown[0].picture, 4));
+  EXPECT_EQ(recipeFromText(*saved->text(kRecipeKeyword)), program.st.shown[0].recipe);
+  for (std::size_t i = 1; i < shown.size(); ++i) {
+    program.menuClick(Menu::nextpic);
+    onShow(i);
+  }
+  program.menuClick(Menu::nextpic);  // at the newest: nothing
+  onShow(shown.size() - 1);
+  // In screen-saver mode they do nothing either.
+  program.menuClick(Menu::ssaver);
+  program.menuClick(Menu::prevpic);
+  EXPECT_EQ(*host.SurfacePicture1().Image(), shown.back().picture);
+  program.menuClick(Menu::regmode);
+
+  // Three back, then a new picture: the one the run makes without a step.
+  for (int i = 0; i < 3; ++i) program.menuClick(Menu::prevpic);
+  program.click(Control::Command1);
+  FakeRunHost twinHost(640, 480);
+  Program twin(twinHost);
+  run(twinHost, twin, nullptr);
+  twin.menuClick(Menu::ssaver);
+  twin.menuClick(Menu::regmode);
+  twin.click(Control::Command1);
+  EXPECT_EQ(shownBy(host, true).window, shownBy(twinHost, true).window);
+  EXPECT_EQ(*host.SurfacePicture1().Image(), *twinHost.SurfacePicture1().Image());
+
+  // The history: each picture made once, in order, none for a step.
+  const auto kept = History(temp / "state", "tavrel").entries();
+  ASSERT_EQ(kept.size(), 7u);
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    EXPECT_EQ(kept[i].number, i + 1);
+    EXPECT_EQ(kept[i].place, i + 1);
+    EXPECT_EQ(kept[i].program, "tavrel");
+    EXPECT_EQ(kept[i].recipe, program.st.shown[i].recipe);
+  }
+  EXPECT_TRUE(warnings.empty());
 }
 
 }  // namespace

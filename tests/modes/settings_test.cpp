@@ -24,6 +24,7 @@ TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
       "7", "3", Style::regular, Speed::slow, ColourMode::user, PatternMode::repeat, basicPalette(),
       9};
   s.palette[3] = 0x123456;
+  s.history = HistoryMode::off;
   EXPECT_EQ(parseSettings(formatSettings(s)), s);
   EXPECT_EQ(parseSettings("\x01\xff garbage\n=\n[x]\nzoom\n"), Settings{});
 
@@ -39,6 +40,8 @@ TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
   expected.palette[3] = 0x00FF00;
   EXPECT_EQ(edited, expected);
   EXPECT_EQ(parseSettings("zoom=-3").zoom, 4);
+  EXPECT_EQ(parseSettings("history = off").history, HistoryMode::off);
+  EXPECT_EQ(parseSettings("history=no").history, HistoryMode::on);
   EXPECT_EQ(parseSettings("zoom=1e999").zoom, kMaxSaveZoom);
   EXPECT_EQ(parseSettings("seconds=1e999").seconds, "1e");
   // A printed size is one of those offered: the nearest, or the largest.
@@ -53,8 +56,9 @@ TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
 class SettingsEntries : public testing::Test {
  protected:
   void SetUp() override { ::setenv("XDG_CONFIG_HOME", dir_.path.c_str(), 1); }
-  void TearDown() override { ::unsetenv("XDG_CONFIG_HOME"); }
+  void TearDown() override { ::setenv("XDG_CONFIG_HOME", guest_.c_str(), 1); }
   testing_support::TempDir dir_;
+  const std::string guest_ = std::getenv("XDG_CONFIG_HOME");
 };
 
 TEST_F(SettingsEntries, SavedSettingsComeBackAtStartAndRestoreRemovesThem) {

@@ -4,7 +4,9 @@
 # PATH; Debian's XScreenSaver runs the module by its bare name and its
 # settings dialog reads the module's settings file; the desktop's
 # entries validate; every manual page renders through man without a
-# warning. Then `apt-get remove tavrel` leaves none of its files behind.
+# warning; its user service is sound and not enabled, and the wallpaper's
+# timer is installed, not enabled. Then `apt-get remove tavrel` leaves none
+# of its files behind, and a purge nothing else either.
 # Runs as root (as on CI) or through sudo; it refuses when tavrel is already
 # installed, as it removes the package at the end.
 # Usage: tests/package/check.sh DEB
@@ -46,13 +48,13 @@ settings_dialog_reads_module_settings() {
 }
 
 [ "$(status)" != installed ] || fail "tavrel is installed already; remove it first"
-PACKAGES=(man-db xscreensaver xvfb xauth imagemagick strace desktop-file-utils appstream)
+PACKAGES=(man-db xscreensaver xvfb xauth imagemagick strace desktop-file-utils appstream systemd)
 install_missing
 
 as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$deb" \
   >"$tmp/install.log" 2>&1 || { cat "$tmp/install.log"; fail "apt-get could not install $deb"; }
 # From here on the package goes again, whatever happens.
-trap 'as_root env DEBIAN_FRONTEND=noninteractive apt-get remove -y -q tavrel >/dev/null 2>&1; rm -rf "$tmp"' EXIT
+trap 'as_root env DEBIAN_FRONTEND=noninteractive apt-get purge -y -q tavrel >/dev/null 2>&1; rm -rf "$tmp"' EXIT
 dpkg-query -L tavrel | while read -r path; do [ -d "$path" ] || echo "$path"; done >"$tmp/files"
 version=$(dpkg-query -W -f='${Version}' tavrel)
 echo "installed tavrel $version, $(wc -l <"$tmp/files") files"
@@ -79,6 +81,19 @@ tests/saver/xscreensaver_daemon.sh tavrel-saver /usr/bin/tavrel-render ||
 settings_dialog_reads_module_settings ||
   fail "xscreensaver-settings does not read /usr/share/xscreensaver/config/tavrel-saver.xml"
 
+# The daily wallpaper's user units: valid, installed and enabled for no one;
+# the README's command enables the timer for a user.
+units=(/usr/lib/systemd/user/tavrel-wallpaper.service /usr/lib/systemd/user/tavrel-wallpaper.timer)
+for unit in "${units[@]}"; do [ -f "$unit" ] || fail "no user unit $unit"; done
+systemd-analyze verify "${units[@]}" >"$tmp/verify" 2>&1 || fail "the units don't verify: $(cat "$tmp/verify")"
+[ "$(systemctl --global is-enabled tavrel-wallpaper.timer 2>&1)" = disabled ] ||
+  fail "the timer is enabled on installing"
+mkdir "$tmp/user"
+(cd "$tmp/user" && env -i PATH=/usr/bin:/bin HOME="$tmp/user" systemctl --user enable tavrel-wallpaper.timer \
+  >/dev/null 2>&1) || fail "systemctl --user enable tavrel-wallpaper.timer failed"
+[ -L "$tmp/user/.config/systemd/user/timers.target.wants/tavrel-wallpaper.timer" ] ||
+  fail "systemctl --user enable tavrel-wallpaper.timer did not enable it"
+
 # The desktop's entries and the icon they name.
 entry=/usr/share/applications/io.github.tavrel.Tavrel.desktop
 desktop-file-validate "$entry" || fail "the desktop entry does not validate"
@@ -87,6 +102,16 @@ appstreamcli validate --no-net /usr/share/metainfo/io.github.tavrel.Tavrel.metai
 icon=$(sed -n 's/^Icon=//p' "$entry")
 [ -f "/usr/share/icons/hicolor/scalable/apps/$icon.svg" ] || fail "no scalable icon $icon"
 [ -f "/usr/share/icons/hicolor/48x48/apps/$icon.png" ] || fail "no 48 px icon $icon"
+
+# The user service where the user manager looks, sound to systemd (its
+# command there, its manual page found), and enabled for no one.
+unit=/usr/lib/systemd/user/tavrel-saver.service
+[ -f "$unit" ] || fail "no user service $unit"
+mkdir -m 700 "$tmp/runtime"
+XDG_RUNTIME_DIR=$tmp/runtime systemd-analyze --user verify "$unit" >"$tmp/verify" 2>&1 ||
+  fail "systemd finds fault with $unit: $(cat "$tmp/verify")"
+[ "$(systemctl --global is-enabled tavrel-saver.service)" = disabled ] ||
+  fail "the package enabled tavrel-saver.service"
 
 # Each manual page found by its name and rendered with groff's warnings on.
 for page in 1:tavrel-render 6:tavrel 6:tavrel-saver; do
@@ -107,4 +132,9 @@ left=$(while read -r path; do if [ -e "$path" ]; then echo "$path"; fi; done <"$
 for dir in /usr/share/tavrel /usr/share/doc/tavrel; do
   [ ! -e "$dir" ] || fail "apt-get remove left $dir"
 done
+# What Debian's helper noted of the user service goes with the purge.
+as_root env DEBIAN_FRONTEND=noninteractive apt-get purge -y -q tavrel >"$tmp/purge.log" 2>&1 ||
+  { cat "$tmp/purge.log"; fail "apt-get could not purge tavrel"; }
+noted=$(find /etc/systemd/user /var/lib/systemd -name 'tavrel-saver*' 2>/dev/null || true)
+[ -z "$noted" ] || fail "apt-get purge left $noted"
 echo "package check passed"

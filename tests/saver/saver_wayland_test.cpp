@@ -79,14 +79,24 @@ class Desktop : public ::testing::Test {
     std::vector<std::string> argv{"setpriv", "--pdeathsig", "KILL", "--"};
     if (getuid() == 0) {
       const char* user = "tavrel-saver-test";
-      if (getpwnam(user) == nullptr)
-        std::system(
+      if (getpwnam(user) == nullptr) {
+        // Another test may make the user at the same time: what counts is that it exists.
+        const int made = std::system(
             ("useradd --system --create-home --shell /bin/sh " + std::string(user) + " 2>/dev/null")
                 .c_str());
+        (void)made;
+      }
       if (const passwd* pw = getpwnam(user)) {
-        for (const auto& entry : fs::recursive_directory_iterator(dir_.path))
-          lchown(entry.path().c_str(), pw->pw_uid, pw->pw_gid);
-        lchown(dir_.path.c_str(), pw->pw_uid, pw->pw_gid);
+        // The guest's own from here on; a file that went meanwhile is no matter.
+        const auto own = [&](const fs::path& p) {
+          if (lchown(p.c_str(), pw->pw_uid, pw->pw_gid) != 0 && errno != ENOENT)
+            ADD_FAILURE() << "cannot hand " << p << " to " << user;
+        };
+        std::error_code ignored;
+        for (fs::recursive_directory_iterator it(dir_.path, ignored), end; it != end;
+             it.increment(ignored))
+          own(it->path());
+        own(dir_.path);
         argv.insert(argv.begin() + 1, {"--reuid=" + std::to_string(pw->pw_uid),
                                        "--regid=" + std::to_string(pw->pw_gid), "--init-groups"});
       }
@@ -186,7 +196,8 @@ class Desktop : public ::testing::Test {
     EXPECT_TRUE(stopsWithin(module, 2s));
     EXPECT_TRUE(waits(module, 4000ms)) << "the inhibitor was not heeded";
     guests_.clear();
-    EXPECT_TRUE(drawsWithin(module, 5s)) << "not back once the inhibitor went" << module.stderrText();
+    EXPECT_TRUE(drawsWithin(module, 5s))
+        << "not back once the inhibitor went" << module.stderrText();
     Child& second = startModule("--idle 2");
     EXPECT_EQ(second.waitExit(2s), 1);
     EXPECT_NE(second.stderrText().find("already running"), std::string::npos);
@@ -279,6 +290,47 @@ class SaverWayland : public Desktop {
     return std::nullopt;
   }
 };
+
+// The wallpaper on sway, on two outputs side by side, the second at scale 2:
+// each shows the tile in its own device pixels, all on one grid over the
+// layout, so that it runs on unbroken across the seam.
+TEST_F(SaverWayland, TheWallpaperTileRunsOnAcrossTwoOutputs) {
+  ASSERT_TRUE(swaymsg("create_output"));
+  ASSERT_TRUE(swaymsg("output HEADLESS-1 mode 1000x700 position 0 0"));
+  ASSERT_TRUE(swaymsg("output HEADLESS-2 mode 1600x1200 scale 2 position 1000 0"));
+  setenv("XDG_DATA_HOME", (dir_ / "data").c_str(), 1);
+  unsetenv("XDG_CURRENT_DESKTOP");
+  Child render(
+      {TAVREL_RENDER, "--wallpaper", "--generator", "pattern", "--seed", "9", "--no-history"});
+  ASSERT_EQ(render.waitExit(20s), 0) << render.stderrText();
+  const ImageData tile = rendered("--generator pattern --seed 9", 1)[0];
+  // The layout's zoom is 1 (the larger output, 1000x700 layout pixels); the
+  // second output's layout pixels are 2 device pixels each way and begin
+  // at x = 1000, 20 pixels into a tile.
+  const auto wanted = [&](int layoutX, int layoutY) {
+    return tile.at(1 + layoutX % 98, 1 + layoutY % 98);
+  };
+  const struct {
+    const char* name;
+    int x, scale, width, height;  // in layout pixels, then device pixels
+  } outputs[] = {{"HEADLESS-1", 0, 1, 1000, 700}, {"HEADLESS-2", 1000, 2, 1600, 1200}};
+  for (const auto& o : outputs) {
+    SCOPED_TRACE(o.name);
+    // The background shows once swaybg has drawn it.
+    std::optional<Shot> s;
+    const auto shows = [&] {
+      for (int y = 0; y < s->height; ++y)
+        for (int x = 0; x < s->width; ++x)
+          if (s->at(x, y) != wanted(o.x + x / o.scale, y / o.scale)) return false;
+      return true;
+    };
+    for (const auto end = Clock::now() + 5s; Clock::now() < end; std::this_thread::sleep_for(100ms))
+      if ((s = shot(o.name)) && shows()) break;
+    ASSERT_TRUE(s);
+    EXPECT_EQ(std::pair(s->width, s->height), std::pair(o.width, o.height));
+    EXPECT_TRUE(shows()) << "the tile is not on the one grid";
+  }
+}
 
 // Two outputs of different sizes, one of them at scale 2; one added and one
 // taken away while it runs.

@@ -9,13 +9,17 @@
 #include <unistd.h>
 
 #include <charconv>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
 
+#include "history/history.h"
 #include "saver_process.h"
 #include "x_probe.h"
 
@@ -264,6 +268,106 @@ TEST_F(SaverX, OtherXErrorsAndALostConnectionAreOneLineAndStatusOne) {
     EXPECT_EQ(err.rfind(says, 0), 0u) << err;
     EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
   }
+}
+
+// A module on each of two monitors and the renderer, all adding to one
+// history at once: every picture kept whole under a number of its own, and
+// each made again from it as it was shown or written.
+TEST_F(SaverX, TwoModulesAndTheRendererKeepOneHistory) {
+  ASSERT_TRUE(openDisplay("640x480x24"));
+  const testing_support::TempDir dir;
+  setenv("XDG_STATE_HOME", (dir / "state").c_str(), 1);
+  std::filesystem::create_directories(dir / "out");
+  const std::string modules[] = {"--seed 21", "--seed 22 --generator pattern --colors basic"};
+  for (const std::string& options : modules) startModule("--window --interval 1 " + options);
+  Child renderer({TAVREL_RENDER, "--seed", "23", "--count", "40", "--out", dir / "out"});
+  History history(dir / "state" / "tavrel", "tavrel-render");
+  const auto shown = [&](std::uint32_t seed) {
+    return std::ranges::count_if(history.entries(), [&](auto& e) { return e.seed == seed; });
+  };
+  ASSERT_EQ(renderer.waitExit(20s), 0) << renderer.stderrText();
+  for (const auto end = Clock::now() + 10s; Clock::now() < end && (shown(21) < 3 || shown(22) < 3);)
+    std::this_thread::sleep_for(100ms);
+  for (auto& module : modules_) module->signal(SIGTERM);
+  for (auto& module : modules_) EXPECT_EQ(module->waitExit(1000ms), 128 + SIGTERM);
+
+  const auto entries = history.entries();
+  ASSERT_GE(entries.size(), 46u);
+  std::map<std::uint32_t, std::vector<ImageData>> moduleShows;
+  for (std::uint32_t seed : {21u, 22u})
+    moduleShows[seed] = rendered(modules[seed - 21], static_cast<int>(shown(seed)));
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    const HistoryEntry& e = entries[i];
+    SCOPED_TRACE(e.number);
+    EXPECT_EQ(e.number, i + 1);
+    const std::string again = (dir / "again").string(), name = std::to_string(e.number);
+    std::filesystem::create_directories(again);
+    const std::string remake = "'" TAVREL_RENDER "' --no-history --from-history " + name +
+                               " --out '" + again + "' >/dev/null";
+    ASSERT_EQ(std::system(remake.c_str()), 0);
+    const auto made = readPng(again + "/history-" + name + ".png");
+    ASSERT_TRUE(made);
+    if (e.program == "tavrel-render") {
+      const auto bytes = [](const std::filesystem::path& p) {
+        std::ifstream in(p, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+      };
+      EXPECT_TRUE(bytes(again + "/history-" + name + ".png") ==
+                  bytes(dir / "out" / ("shape-23-" + std::to_string(e.place) + ".png")));
+    } else {
+      EXPECT_EQ(e.program, "tavrel-saver");
+      EXPECT_EQ(made->image, moduleShows.at(*e.seed).at(e.place - 1));
+    }
+  }
+}
+
+// The wallpaper of a plain X11 desktop: the root window's pixmap holds the
+// tile repeated over the whole screen, named in both properties; a second
+// takes its place and the first pixmap is freed, so that a change a day
+// leaks nothing.
+TEST_F(SaverX, TheWallpaperIsTheRootPixmapAndTheOneBeforeIsFreed) {
+  ASSERT_TRUE(openDisplay("1280x800x24"));
+  const testing_support::TempDir dir;
+  setenv("XDG_DATA_HOME", dir.path.c_str(), 1);
+  unsetenv("XDG_CURRENT_DESKTOP");
+  unsetenv("SWAYSOCK");
+  const auto rootPixmap = [&](const char* name) {
+    const Reply<xcb_intern_atom_reply_t> a(
+        xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, std::strlen(name), name), nullptr));
+    const Reply<xcb_get_property_reply_t> p(xcb_get_property_reply(
+        c_, xcb_get_property(c_, 0, screen_->root, a->atom, XCB_ATOM_PIXMAP, 0, 1), nullptr));
+    return p && xcb_get_property_value_length(p.get()) == 4
+               ? *static_cast<xcb_pixmap_t*>(xcb_get_property_value(p.get()))
+               : XCB_NONE;
+  };
+  const auto alive = [&](xcb_pixmap_t p) {
+    return Reply<xcb_get_geometry_reply_t>(
+               xcb_get_geometry_reply(c_, xcb_get_geometry(c_, p), nullptr)) != nullptr;
+  };
+  std::vector<xcb_pixmap_t> set;
+  for (const char* seed : {"7", "8"}) {
+    const std::string command = "'" TAVREL_RENDER "' --wallpaper --generator pattern --seed " +
+                                std::string(seed) + " --no-history >/dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    const xcb_pixmap_t p = rootPixmap("_XROOTPMAP_ID");
+    ASSERT_NE(p, XCB_NONE);
+    EXPECT_EQ(rootPixmap("ESETROOT_PMAP_ID"), p);
+    // The tile's pixels 1 to 98 over the whole screen, one device pixel
+    // each at this size, in the pixmap and on the bare root window alike.
+    const ImageData tile = rendered("--generator pattern --seed " + std::string(seed), 1)[0];
+    for (xcb_drawable_t shown : {p, screen_->root}) {
+      const auto shot = grab(c_, shown);
+      ASSERT_TRUE(shot);
+      ASSERT_EQ(std::pair(shot->width, shot->height), std::pair(1280, 800));
+      for (int y = 0; y < 800; ++y)
+        for (int x = 0; x < 1280; ++x)
+          ASSERT_EQ(shot->at(x, y), tile.at(1 + x % 98, 1 + y % 98)) << x << "," << y;
+    }
+    set.push_back(p);
+  }
+  EXPECT_NE(set[0], set[1]);
+  EXPECT_FALSE(alive(set[0]));
+  EXPECT_TRUE(alive(set[1]));
 }
 
 TEST_F(SaverX, BadInputGivesOneLineAndAnExitStatus) {

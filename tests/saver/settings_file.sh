@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Every option the daemon's settings file offers is one the module accepts:
-# each arg and arg-set, numbers at both ends of their range, given to the
-# module with no display to open, must fail on the display, not on the option.
+# each arg, arg-set and arg-unset, numbers at both ends of their range, given
+# to the module with no display to open, must fail on the display, not on the
+# option.
 # Usage: settings_file.sh TAVREL_SAVER SETTINGS_XML
 set -euo pipefail
 module=$1 xml=$2
 mapfile -t offered < <(
-  grep -o 'arg-set="[^"]*"' "$xml" | sed 's/^arg-set="//; s/"$//'
+  grep -o 'arg-\(un\)\?set="[^"]*"' "$xml" | sed 's/^arg-\(un\)\?set="//; s/"$//'
   grep -o '<command arg="[^"]*"' "$xml" | sed 's/^<command arg="//; s/"$//'
   # A number's arg with its low and its high value.
   tr '\n' ' ' <"$xml" | grep -o '<number [^>]*>' | while read -r number; do

@@ -34,7 +34,7 @@ fi
 chmod 755 "$tmp"
 # What the screen must show: the first picture of the seed, cut down to what
 # is not near-black, as a screenshot of it alone on black is cut.
-"$render" --screensaver --seed "$seed" --out "$tmp" >/dev/null
+"$render" --no-history --screensaver --seed "$seed" --out "$tmp" >/dev/null
 convert "$tmp/shape-$seed-1.png" -fuzz 9% -trim +repage "$tmp/wanted.png"
 # The programs line as the README shows it.
 cat >"$tmp/.xscreensaver" <<SETTINGS

@@ -16,6 +16,7 @@
 
 #include "canvas/image_io.h"
 #include "canvas/random.h"
+#include "history/history.h"
 #include "state/recipe.h"
 #include "tests/temp_dir.h"
 
@@ -44,6 +45,9 @@ PngFile png(const fs::path& p) {
 
 class RenderTest : public ::testing::Test {
  protected:
+  // A history of each test's own.
+  RenderTest() { ::setenv("XDG_STATE_HOME", state_.path.c_str(), 1); }
+
   static std::string quoted(const fs::path& p) { return '\'' + p.string() + '\''; }
 
   fs::path folder(const std::string& name) {
@@ -63,7 +67,15 @@ class RenderTest : public ::testing::Test {
     return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   }
 
-  testing_support::TempDir temp_;
+  // A shell command as it is, its output kept as render's is.
+  int render_(const std::string& command) {
+    const fs::path out = root_ / "stdout", err = root_ / "stderr";
+    const int raw = std::system((command + " >" + quoted(out) + " 2>" + quoted(err)).c_str());
+    out_ = slurp(out), err_ = slurp(err);
+    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  }
+
+  testing_support::TempDir temp_, state_;
   const fs::path& root_ = temp_.path;
   std::string out_, err_;
 };
@@ -109,6 +121,13 @@ TEST_F(RenderTest, BadInputIsOneLineExitTwoAndNoFile) {
   for (const char* option :
        {"--generator shape", "--seed 1", "--colors true", "--screensaver", "--window --zoom 16"})
     refused("--from " + quoted(made) + " " + option);
+  // A history number that isn't one or names no picture kept; a listing or
+  // a picture of the history with what it can't take.
+  for (const char* args : {"--from-history 0", "--from-history x", "--from-history 99999",
+                           "--from-history 1 --count 2", "--from-history 1 --seed 3", "--history",
+                           "--history --generator shape"})
+    refused(args);
+  refused("--from-history 1 --from " + quoted(made));
   for (const char* name : {"missing", "plain-file"}) refused("--out " + quoted(root_ / name));
   EXPECT_TRUE(filesIn(out).empty());
   EXPECT_EQ(filesIn(root_), (std::set<std::string>{"in", "out", "plain-file", "stderr", "stdout"}));
@@ -189,6 +208,110 @@ TEST_F(RenderTest, FromMakesEveryPictureAgain) {
   ASSERT_TRUE(recipe);
   EXPECT_EQ(std::vector<Colour>(&recipe->palette[1], &recipe->palette[6]),
             (std::vector<Colour>{0x090909, 0xFFFFFF, 0x000001, 0x800000, basicPalette()[5]}));
+}
+
+// Every picture written is kept in the history; --history lists it, newest
+// first; --from-history makes it again, with the options it was written
+// with byte for byte the files first written. --no-history and the settings
+// file's key keep a run out of it.
+TEST_F(RenderTest, TheHistoryKeepsEveryPictureWrittenAndMakesItAgain) {
+  const fs::path first = folder("first"), again = folder("again"), config = folder("config");
+  const std::string runs[] = {
+      "--seed 3 --count 2 --zoom 3 --window --bmp --sides 8",
+      "--seed 4 --generator pattern --colors basic --screensaver --surface 300x240",
+      "--from " + quoted(first / "shape-3-2.png") + " --zoom 3 --window --bmp",
+  };
+  for (const std::string& run : runs) ASSERT_EQ(render(run + " --out " + quoted(first)), 0) << err_;
+  ::setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+  fs::create_directories(config / "tavrel");
+  std::ofstream(config / "tavrel" / "tavrel.ini") << "[tavrel]\nhistory=off\n";
+  ASSERT_EQ(render("--seed 5 --out " + quoted(first)), 0);  // kept out, as is:
+  ::unsetenv("XDG_CONFIG_HOME");
+  ASSERT_EQ(render("--seed 6 --no-history --out " + quoted(first)), 0);
+
+  ASSERT_EQ(render("--history"), 0) << err_;
+  const std::string when = R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d  tavrel-render  )";
+  EXPECT_TRUE(
+      std::regex_match(out_, std::regex("     4  " + when + "shape    no seed, picture 1\n" +  //
+                                        "     3  " + when + "pattern  seed 4, picture 1\n" +   //
+                                        "     2  " + when + "shape    seed 3, picture 2\n" +   //
+                                        "     1  " + when + "shape    seed 3, picture 1\n")))
+      << out_;
+  const std::string all = " --zoom 3 --window --bmp";
+  const struct {
+    int number;
+    std::string stem, options;
+  } written[] = {{1, "shape-3-1", all},
+                 {2, "shape-3-2", all},
+                 {3, "pattern-4-1", ""},
+                 {4, "shape-3-2-again", all}};
+  for (const auto& w : written) {
+    ASSERT_EQ(render("--no-history --from-history " + std::to_string(w.number) + w.options +
+                     " --out " + quoted(again)),
+              0)
+        << err_;
+    const std::string made = "history-" + std::to_string(w.number);
+    for (const std::string suffix : {".png", "-window.png", ".bmp", "-window.bmp"}) {
+      if (!fs::exists(first / (w.stem + suffix))) continue;
+      EXPECT_TRUE(slurp(again / (made + suffix)) == slurp(first / (w.stem + suffix)))
+          << w.stem + suffix;
+    }
+  }
+  EXPECT_EQ(filesIn(again).size(), 13u);
+  // A picture of the history is held to the memory budget as a file's recipe is.
+  Recipe huge = recipeFromText(png(first / "shape-3-1.png").texts.at(0).second).value();
+  huge.width = huge.height = 16384;
+  ASSERT_TRUE(History(state_.path / "tavrel", "tavrel").add(huge, 1, 1));
+  EXPECT_EQ(render("--from-history 5 --out " + quoted(again)), 2);
+  EXPECT_EQ(err_,
+            "tavrel-render: picture 5 of the history needs 1040 MiB for its 16384x16384 "
+            "surface, more than --max-memory 512 (see --help)\n");
+}
+
+// A history that can't be written, and one that is broken: one line, and
+// every picture written all the same. On a full disk the history keeps
+// what fitted, every record whole.
+TEST_F(RenderTest, AHistoryInTroubleIsOneLineAndThePicturesGoOn) {
+  const fs::path out = folder("out"), state = folder("state");
+  const std::string asRoot = ::geteuid() == 0 ? "unshare -m " : "unshare -rm ";
+  const struct {
+    std::string run;  // "RENDER" stands for the renderer and its options
+    std::string line;
+  } cases[] = {
+      {"sh -c 'mount -t tmpfs -o size=48k tmpfs " + quoted(state) + " && RENDER; status=$?; cp " +
+           quoted(state / "tavrel" / "history") + " " + quoted(root_ / "kept") + "; exit $status'",
+       "pictures can't be kept in the history in '" + (state / "tavrel").string() +
+           "': No space left on device; the show goes on without it"},
+      {"RENDER", "pictures can't be kept in the history in '" + (state / "tavrel").string() +
+                     "': Not a directory; the show goes on without it"},
+      {"RENDER", "the history '" + (state / "tavrel" / "history").string() +
+                     "' is broken; it is moved aside to '" +
+                     (state / "tavrel" / "history.broken").string() + "' and a new one begun"},
+  };
+  { std::ofstream(state / "tavrel") << "a file where the folder goes"; }
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE(i);
+    if (i == 2) {
+      fs::remove(state / "tavrel");
+      fs::create_directory(state / "tavrel");
+      std::ofstream(state / "tavrel" / "history") << "not a history\n";
+    }
+    std::string command = cases[i].run;
+    const std::string render = "XDG_STATE_HOME=" + quoted(state) +
+                               " '" TAVREL_RENDER "' --seed 8 --count 12 --out " + quoted(out);
+    command.replace(command.find("RENDER"), 6, render);
+    const std::string limits = i == 0 ? asRoot : "";
+    EXPECT_EQ(render_(limits + command), 0) << err_;
+    EXPECT_EQ(err_, "tavrel-render: " + cases[i].line + "\n");
+    EXPECT_EQ(filesIn(out).size(), 12u);
+    fs::remove_all(out);
+    fs::create_directory(out);
+  }
+  // What the full disk took: whole records, fewer than all.
+  const auto kept = parseHistory(slurp(root_ / "kept"));
+  ASSERT_TRUE(kept);
+  EXPECT_GT(kept->entries.size(), 0u);
+  EXPECT_LT(kept->entries.size(), 12u);
 }
 
 // PNG files put together chunk by chunk, as a stranger might.

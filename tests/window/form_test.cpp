@@ -46,6 +46,7 @@ struct Recorder : RunEvents {
   void keyUp(Field) override {}
   void keyDown(Field, int) override {}
   void textChanged(Field) override {}
+  void resized(int, int) override {}
 };
 
 struct FormTest : testing::Test {
@@ -62,7 +63,7 @@ struct FormTest : testing::Test {
   }
   QAction* entry(const char* caption) {
     for (QAction* a : form.findChildren<QAction*>())
-      if (a->text() == caption) return a;
+      if (QString(a->text()).remove('&') == caption) return a;
     return nullptr;
   }
 };
@@ -154,8 +155,9 @@ TEST(Captions, WholeInTheWindowsOneFontAtEveryScale) {
         if (a->menu()) menus.push_back(a->menu());
         if (!a->isVisible()) continue;
         const QRect entry = menu->actionGeometry(a);
-        EXPECT_GE(entry.width(), menu->fontMetrics().horizontalAdvance(a->text()) + entry.height())
-            << a->text().toStdString() << " at scale " << scale;
+        const QString caption = QString(a->text()).remove('&');
+        EXPECT_GE(entry.width(), menu->fontMetrics().horizontalAdvance(caption) + entry.height())
+            << caption.toStdString() << " at scale " << scale;
       }
     }
     QWidget* option = form.findChild<QWidget*>("Option1");
@@ -164,42 +166,57 @@ TEST(Captions, WholeInTheWindowsOneFontAtEveryScale) {
   }
 }
 
-// A tile printed to a PDF file repeats edge to edge over the page, each
-// picture pixel a square of nine by nine dots at 300 dots an inch.
-TEST(Printing, ATileFillsAPdfPageCrisply) {
+// A picture printed to a PDF file, each picture pixel a square of nine by
+// nine dots at 300 dots an inch: a tile repeats edge to edge over the page
+// from its corner, a shape stands alone in the middle on white paper.
+TEST(Printing, ATileFillsAPdfPageAndAShapeStandsInItsMiddleCrisply) {
   if (std::system("command -v pdftoppm >/dev/null") != 0) GTEST_SKIP() << "needs pdftoppm";
-  ImageData tile{102, 102, std::vector<Colour>(102 * 102, 0)};
+  ImageData picture{102, 102, std::vector<Colour>(102 * 102, 0)};
   for (int y = 1; y <= 98; ++y)
-    for (int x = 1; x <= 98; ++x) tile.pixels[y * 102 + x] = (x * 7 + y * 13) * 0x010101 % 0xFFFFFF;
-  QTemporaryDir dir;
-  QRect area;  // the printable part of the page, in dots
-  {
-    QPrinter printer(QPrinter::HighResolution);
-    printer.setResolution(300);
-    printer.setOutputFormat(QPrinter::PdfFormat);
-    printer.setOutputFileName(dir.filePath("tile.pdf"));
-    paintPage(printer, tile, true, 2.54 * 3);
-    area = printer.pageRect(QPrinter::DevicePixel).toRect();
-  }
-  const QString page = dir.filePath("page");
-  const QString command =
-      "pdftoppm -r 300 -png -singlefile '" + dir.filePath("tile.pdf") + "' '" + page + "'";
-  ASSERT_EQ(std::system(command.toStdString().c_str()), 0);
-  const QImage image(page + ".png");
-  // Tile pixel 1 + d / 9 (mod 98) at dot d each way, in every block of nine
-  // dots but at its edges, where the rasteriser may blend; its colour
-  // conversion may move a channel by a step or two.
-  const auto inside = [](int d) { return d % 9 == 7 ? d + 3 : d + 2; };  // 1, 3, 5, 7, 10, ...
-  for (int y = 1; y < area.height(); y = inside(y))
-    for (int x = 1; x < area.width(); x = inside(x)) {
-      const Colour want = tile.at(1 + x / 9 % 98, 1 + y / 9 % 98);
-      const QRgb got = image.pixel(area.topLeft() + QPoint(x, y));
-      ASSERT_LE(std::abs(qRed(got) - int(want & 0xFF)) +
-                    std::abs(qGreen(got) - int(want >> 8 & 0xFF)) +
-                    std::abs(qBlue(got) - int(want >> 16)),
-                6)
-          << x << "," << y;
+    for (int x = 1; x <= 98; ++x)
+      picture.pixels[y * 102 + x] = (x * 7 + y * 13) * 0x010101 % 0xFFFFFF;
+  for (const bool tile : {true, false}) {
+    SCOPED_TRACE(tile ? "tile" : "shape");
+    QTemporaryDir dir;
+    QRect area;  // the printable part of the page, in dots
+    {
+      QPrinter printer(QPrinter::HighResolution);
+      printer.setResolution(300);
+      printer.setOutputFormat(QPrinter::PdfFormat);
+      printer.setOutputFileName(dir.filePath("page.pdf"));
+      paintPage(printer, picture, tile, 2.54 * 3);
+      area = printer.pageRect(QPrinter::DevicePixel).toRect();
     }
+    const QString page = dir.filePath("page");
+    const QString command =
+        "pdftoppm -r 300 -png -singlefile '" + dir.filePath("page.pdf") + "' '" + page + "'";
+    ASSERT_EQ(std::system(command.toStdString().c_str()), 0);
+    const QImage image(page + ".png");
+    // The shape's corner on the page, in dots from the printable area's.
+    const QPoint corner((area.width() - 102 * 9) / 2, (area.height() - 102 * 9) / 2);
+    // Tile pixel 1 + d / 9 (mod 98), or shape pixel d / 9 from its corner, at
+    // dot d each way, in every block of nine dots but at its edges, where the
+    // rasteriser may blend; its colour conversion may move a channel by a
+    // step or two. Around the shape the paper stays white.
+    const auto inside = [](int d) { return d % 9 == 7 ? d + 3 : d + 2; };  // 1, 3, 5, 7, 10, ...
+    for (int y = 1; y < area.height(); y = inside(y))
+      for (int x = 1; x < area.width(); x = inside(x)) {
+        Colour want = kWhite;
+        if (tile) {
+          want = picture.at(1 + x / 9 % 98, 1 + y / 9 % 98);
+        } else if (const QPoint at(x - corner.x(), y - corner.y());
+                   at.x() >= 0 && at.y() >= 0 && at.x() < 102 * 9 && at.y() < 102 * 9) {
+          if (at.x() % 9 == 0 || at.y() % 9 == 0) continue;  // the block's edge
+          want = picture.at(at.x() / 9, at.y() / 9);
+        }
+        const QRgb got = image.pixel(area.topLeft() + QPoint(x, y));
+        ASSERT_LE(std::abs(qRed(got) - int(want & 0xFF)) +
+                      std::abs(qGreen(got) - int(want >> 8 & 0xFF)) +
+                      std::abs(qBlue(got) - int(want >> 16)),
+                  6)
+            << x << "," << y;
+      }
+  }
 }
 
 }  // namespace

@@ -1,0 +1,191 @@
+// The history file: what it reads back, its bound, its lasting numbers under
+// writers at once, and what becomes of a file that is not a history.
+#include "history/history.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <thread>
+
+#include "canvas/random.h"
+#include "tests/temp_dir.h"
+
+namespace tavrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+Recipe recipeOf(std::uint32_t seed) {
+  RunChoices run;
+  run.generator = seed % 2 ? Generator::pattern : Generator::shape;
+  return firstRecipe(run, 640, 480, seed);
+}
+
+HistoryEntry entry(std::uint64_t number, std::uint32_t seed) {
+  return {number, 1764065702, "tavrel-render", seed, 1, recipeOf(seed)};
+}
+
+std::string slurp(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+TEST(HistoryText, ReadsWhatItWritesAndRefusesEveryBrokenPart) {
+  HistoryEntry unseeded = entry(8, 2);
+  unseeded.seed.reset();
+  unseeded.program = "tavrel";
+  unseeded.place = 12;
+  const std::string good = historyHeader(4) + historyRecord(entry(5, 1)) + historyRecord(unseeded);
+  const auto read = parseHistory(good);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->after, 4u);
+  EXPECT_EQ(read->entries, (std::vector<HistoryEntry>{entry(5, 1), unseeded}));
+  EXPECT_TRUE(parseHistory(historyHeader(0)));
+
+  const auto changed = [&](std::string_view from, std::string_view to) {
+    std::string text = good;
+    text.replace(text.find(from), from.size(), to);
+    return text;
+  };
+  const std::string cases[] = {
+      "",
+      "garbage\n",
+      changed("tavrel-history 1", "tavrel-history 2"),
+      changed("after=4", "after=5"),                         // a number not after the header's
+      changed("after=4", "after=04"),                        // a number not as the file writes it
+      changed("picture 8", "picture 5"),                     // out of order
+      changed("picture 8", "picture x"),                     // not a number
+      changed("tavrel-render", "someone"),                   // no program of ours
+      changed(" 1\ngenerator", " 4294967296 1\ngenerator"),  // a seed past 32 bits
+      changed(" 1\ngenerator", " 1 0\ngenerator"),           // a word too many
+      changed(" 12\ngenerator", " 0\ngenerator"),            // no place 0
+      changed("surface=640x480", "surface=0x480"),           // a recipe refused
+      changed("end\npicture", "picture"),                    // a record without its end
+      good.substr(0, good.size() - 1),                       // the last one cut short
+      good + "x",                                            // something after the last
+      changed("text1=0", "text1=0\nfill=" + std::string(kMaxHistoryRecord, 'x')),  // too long
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_FALSE(parseHistory(cases[i])) << i;
+}
+
+class HistoryFile : public testing::Test {
+ protected:
+  History history(std::string program = "tavrel-render") {
+    return History(dir_ / "tavrel", std::move(program),
+                   [this](const std::string& line) { warnings_.push_back(line); });
+  }
+  // The first and the last number read back, and how many there are.
+  std::tuple<std::uint64_t, std::uint64_t, std::size_t> kept() {
+    const auto all = history().entries();
+    if (all.empty()) return {0, 0, 0};
+    return {all.front().number, all.back().number, all.size()};
+  }
+
+  testing_support::TempDir dir_;
+  const fs::path file_ = dir_ / "tavrel" / "history";
+  std::vector<std::string> warnings_;
+};
+
+TEST_F(HistoryFile, KeepsTheNewestThousandUnderNumbersNeverGivenTwice) {
+  // Writers at once, each through a history of its own: every record whole,
+  // every number given once.
+  std::vector<std::thread> writers;
+  for (std::uint32_t w = 0; w < 4; ++w)
+    writers.emplace_back([this, w] {
+      History h = history("tavrel-saver");
+      for (std::uint32_t i = 0; i < 25; ++i) EXPECT_TRUE(h.add(recipeOf(w * 100 + i), w, i + 1));
+    });
+  for (auto& t : writers) t.join();
+  const auto all = history().entries();
+  ASSERT_EQ(all.size(), 100u);
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    EXPECT_EQ(all[i].number, i + 1);
+    EXPECT_EQ(all[i].recipe,
+              recipeOf(*all[i].seed * 100 + static_cast<std::uint32_t>(all[i].place) - 1));
+  }
+
+  // 1100 pictures in all: the newest 1000 are read; one more and the file
+  // itself holds no more than those.
+  History h = history();
+  for (std::uint32_t i = 100; i < 1100; ++i) ASSERT_TRUE(h.add(recipeOf(i), i, 1));
+  EXPECT_EQ(kept(), std::tuple(101u, 1100u, 1000u));
+  ASSERT_TRUE(h.add(recipeOf(7), 7, 1));
+  const auto cut = parseHistory(slurp(file_));
+  ASSERT_TRUE(cut);
+  EXPECT_EQ(cut->after, 101u);
+  EXPECT_EQ(cut->entries.size(), kHistoryKept);
+  EXPECT_EQ(cut->entries.back(),
+            (HistoryEntry{1101, cut->entries.back().time, "tavrel-render", 7, 1, recipeOf(7)}));
+  EXPECT_EQ(kept(), std::tuple(102u, 1101u, 1000u));
+  // Nothing but the file beside it, and nothing said.
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir_ / "tavrel"), {}), 1);
+  EXPECT_TRUE(warnings_.empty());
+}
+
+// Whatever stands at the history's name that is not a history: moved aside
+// with one line, a new file begun whose numbers go on after the last one
+// readable, by a reader and by a writer alike; a link is never followed.
+TEST_F(HistoryFile, ABrokenFileIsMovedAsideWithOneLineAndItsNumbersGoOn) {
+  const fs::path elsewhere = dir_ / "elsewhere";
+  const std::string good = historyHeader(40) + historyRecord(entry(41, 1));
+  const struct {
+    const char* name;
+    std::function<void()> make;
+    std::uint64_t next;  // the number the next picture gets
+    const char* why;
+  } cases[] = {
+      {"garbage", [&] { std::ofstream(file_) << "\x89PNG garbage\n"; }, 1, "is broken"},
+      {"cut short", [&] { std::ofstream(file_) << good.substr(0, good.size() - 3); }, 42,
+       "is broken"},
+      {"a recipe refused",
+       [&] {
+         std::string text = good + historyRecord(entry(57, 2));
+         text.replace(text.rfind("surface="), 9, "surface=-");
+         std::ofstream(file_) << text;
+       },
+       58, "is broken"},
+      {"huge",
+       [&] {
+         std::ofstream(file_) << good;
+         fs::resize_file(file_, std::uintmax_t{1} << 32);  // sparse
+       },
+       42, "is too large to be one"},
+      {"a FIFO", [&] { ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0); }, 1, "is not a regular file"},
+      {"a link",
+       [&] {
+         std::ofstream(elsewhere) << good;
+         fs::create_symlink(elsewhere, file_);
+       },
+       1, "is not a regular file"},
+      {"a folder", [&] { fs::create_directory(file_); }, 1, "is not a regular file"},
+  };
+  for (bool reader : {true, false})
+    for (const auto& c : cases) {
+      SCOPED_TRACE(std::string(c.name) + (reader ? ", read" : ", written"));
+      fs::remove_all(dir_ / "tavrel");
+      fs::remove(elsewhere);
+      fs::create_directories(dir_ / "tavrel");
+      c.make();
+      warnings_.clear();
+      History h = history();
+      if (reader) {
+        EXPECT_TRUE(h.entries().empty());
+      }
+      ASSERT_TRUE(h.add(recipeOf(3), 3, 1));
+      ASSERT_TRUE(h.add(recipeOf(4), 4, 2));
+      EXPECT_EQ(kept(), std::tuple(c.next, c.next + 1, 2u));
+      ASSERT_EQ(warnings_.size(), 1u);
+      EXPECT_EQ(warnings_[0], "the history '" + file_.string() + "' " + c.why +
+                                  "; it is moved aside to '" + file_.string() +
+                                  ".broken' and a new one begun");
+      EXPECT_TRUE(fs::exists(fs::symlink_status(dir_ / "tavrel" / "history.broken")));
+      if (fs::exists(elsewhere)) {
+        EXPECT_EQ(slurp(elsewhere), good);
+      }
+    }
+}
+
+}  // namespace
+}  // namespace tavrel
