@@ -6,7 +6,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <vector>
 
+#ifdef TAVREL_SAVER_BUS
+#include "saver/desktop_bus.h"
+#endif
 #include "saver/process.h"
 #include "saver/resident.h"
 #include "saver/show.h"
@@ -43,6 +47,7 @@ class WaylandScreen {
 
  private:
   void feed(Clock::time_point now);
+  void hearBus(Clock::time_point now);
   void carryOut(Clock::time_point now);
   Clock::time_point present(Clock::time_point now);
 
@@ -53,16 +58,33 @@ class WaylandScreen {
   Command lockCommand_;
   int lockFile_ = -1;
   bool clearing_ = false;  // the pictures are coming down before the lock command
+  // The user is back, as the bus said; heeded once the compositor has sent
+  // everything before it, so that a key pressed on the pictures is seen held.
+  bool backByBus_ = false;
+#ifdef TAVREL_SAVER_BUS
+  // The desktop's lock and sleep, GNOME's idleness and its inhibition.
+  std::optional<DesktopBus> bus_;
+  bool busIdle_ = false;    // idleness comes from GNOME's idle monitor
+  bool inhibited_ = false;  // the session manager holds idleness back
+#endif
 };
 
 std::optional<std::string> WaylandScreen::start() {
   if (auto problem = display_.connect()) return problem;
+#ifdef TAVREL_SAVER_BUS
+  bus_.emplace();
+#endif
   if (!settings_.idle) return std::nullopt;
-  if (!display_.idle.offered())
+  // The compositor's own word where it gives it, else GNOME's idle monitor.
+  bool told = display_.idle.offered() && display_.seats.first();
+#ifdef TAVREL_SAVER_BUS
+  if (!told && bus_->hasIdleMonitor())
+    told = busIdle_ = bus_->watchIdle(std::chrono::seconds(*settings_.idle));
+#endif
+  if (!told)
     return std::string(
-        "the Wayland compositor tells no idleness: it offers neither ext-idle-notify-v1 nor "
-        "org_kde_kwin_idle");
-  if (!display_.seats.first()) return std::string("the Wayland compositor has no seat to watch");
+        "the desktop tells no idleness: the Wayland compositor offers neither ext-idle-notify-v1 "
+        "nor org_kde_kwin_idle, and no GNOME idle monitor is on the session bus");
   auto held = holdDisplayLock(std::getenv("XDG_RUNTIME_DIR"), std::getenv("WAYLAND_DISPLAY"));
   if (auto* message = std::get_if<std::string>(&held)) return *message;
   lockFile_ = std::get<int>(held);
@@ -80,6 +102,11 @@ void WaylandScreen::feed(Clock::time_point now) {
   if (seats.takeInput() && heeded) resident_.active(now);
   // A key pressed on the pictures ends them at its release.
   if (display_.idle.takeResumed() && !seats.held()) resident_.active(now);
+  if (backByBus_ && display_.confirmed()) {
+    backByBus_ = false;
+    if (!seats.held()) resident_.active(now);
+  }
+  hearBus(now);
   if (display_.idle.takeIdle()) resident_.idle(now);
   for (const auto& o : display_.outputs)
     if (o->takeClosed()) resident_.active(now);
@@ -103,6 +130,45 @@ void WaylandScreen::feed(Clock::time_point now) {
   resident_.tick(now);
 }
 
+// What the desktop said over D-Bus; its warnings, where its watching was
+// asked for (--idle, --lock-after).
+void WaylandScreen::hearBus([[maybe_unused]] Clock::time_point now) {
+#ifdef TAVREL_SAVER_BUS
+  for (const BusEvent e : bus_->takeEvents()) {
+    switch (e) {
+      case BusEvent::Idle:
+        if (!inhibited_) resident_.idle(now);
+        break;
+      case BusEvent::Active:
+        backByBus_ = true;
+        display_.confirm();
+        break;
+      case BusEvent::Inhibited:
+      case BusEvent::NotInhibited:
+        inhibited_ = e == BusEvent::Inhibited;
+        break;
+      case BusEvent::Sleep:
+      case BusEvent::Wake:
+        resident_.sleep(e == BusEvent::Sleep, now);
+        break;
+      case BusEvent::Lock:
+      case BusEvent::ScreenSaverActive:
+        resident_.locked(now);
+        break;
+      case BusEvent::Unlock:
+      case BusEvent::ScreenSaverInactive:
+        resident_.unlocked(now);
+        break;
+      case BusEvent::IdleMonitorGone:
+        break;  // said among the warnings
+    }
+  }
+  const auto warnings = bus_->takeWarnings();
+  if (settings_.idle || settings_.lockAfter)
+    for (const std::string& w : warnings) std::cerr << "tavrel-saver: " << w << "\n";
+#endif
+}
+
 // The resident's state on the screen, and its requests carried out.
 void WaylandScreen::carryOut(Clock::time_point now) {
   const bool pictures = resident_.pictures();
@@ -120,10 +186,15 @@ void WaylandScreen::carryOut(Clock::time_point now) {
   clearing_ = clearing;
 
   const Resident::Requests r = resident_.take();
-  if (r.rearm)
+  // GNOME's idle monitor watches anew by itself after each input.
+  if (r.rearm && display_.idle.offered())
     display_.idle.arm(display_.seats.first(), static_cast<std::uint32_t>(*settings_.idle) * 1000);
   if (r.runLock && !lockCommand_.start(settings_.lockCommand))
     std::cerr << "tavrel-saver: cannot run the lock command\n";
+#ifdef TAVREL_SAVER_BUS
+  if (r.holdSleep) bus_->takeSleepDelay();
+  if (r.releaseSleep) bus_->releaseSleepDelay();
+#endif
 }
 
 // Draws on every output that can show a frame; when to wake for the next.
@@ -155,16 +226,24 @@ std::variant<Ending, std::string> WaylandScreen::run() {
 
     const short events = display_.prepare();
     if (events == 0) return display_.lost();
+    std::vector<pollfd> fds = {{display_.fd(), events, 0},
+                               {signalDescriptor(), POLLIN, 0},
+                               {lockCommand_.fd(), POLLIN, 0}};
+#ifdef TAVREL_SAVER_BUS
+    for (const pollfd& p : bus_->descriptors()) fds.push_back(p);
+    if (const auto at = bus_->wake()) wake = std::min(wake, *at);
+#endif
     int timeout = -1;
     if (wake != Show::kNever) {
       const auto wait = std::chrono::ceil<std::chrono::milliseconds>(wake - Clock::now());
       timeout = static_cast<int>(std::clamp<long long>(wait.count(), 0, 24 * 3600 * 1000));
     }
-    pollfd fds[] = {{display_.fd(), events, 0},
-                    {signalDescriptor(), POLLIN, 0},
-                    {lockCommand_.fd(), POLLIN, 0}};
-    const int n = poll(fds, lockCommand_.fd() >= 0 ? 3 : 2, timeout);
+    // A lock command's descriptor is -1 while none runs: poll passes it by.
+    const int n = poll(fds.data(), fds.size(), timeout);
     const bool read = display_.read(n > 0 ? fds[0].revents : 0);
+#ifdef TAVREL_SAVER_BUS
+    bus_->process();
+#endif
     now = Clock::now();
     // A signal first: one that ends the module together with the
     // compositor's going is no failure.

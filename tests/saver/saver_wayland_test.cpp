@@ -60,6 +60,9 @@ class Desktop : public ::testing::Test {
 
   void SetUp() override {
     fs::permissions(dir_.path, fs::perms::owner_all, fs::perm_options::replace);
+    // The pictures' history and any settings are the test's own.
+    setenv("XDG_STATE_HOME", (dir_ / "state").c_str(), 1);
+    setenv("XDG_CONFIG_HOME", (dir_ / "config").c_str(), 1);
     for (const char* name :
          {"DISPLAY", "XSCREENSAVER_WINDOW", "TAVREL_SCALE", "TAVREL_SAVER_SHELL"})
       unsetenv(name);
@@ -594,8 +597,9 @@ TEST_F(Desktop, WestonByHandOnly) {
   Child& idle = startModule("--idle 300");
   EXPECT_EQ(idle.waitExit(2s), 1);
   EXPECT_EQ(idle.stderrText(),
-            "tavrel-saver: the Wayland compositor tells no idleness: it offers neither "
-            "ext-idle-notify-v1 nor org_kde_kwin_idle\n");
+            "tavrel-saver: the desktop tells no idleness: the Wayland compositor offers neither "
+            "ext-idle-notify-v1 nor org_kde_kwin_idle, and no GNOME idle monitor is on the "
+            "session bus\n");
   Child& module = startModule("--wayland --seed 1");
   EXPECT_TRUE(drawsWithin(module, 5s)) << module.stderrText();
 }
