@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <utility>
 #include <vector>
 
 #ifdef TAVREL_SAVER_BUS
@@ -64,8 +65,9 @@ class WaylandScreen {
 #ifdef TAVREL_SAVER_BUS
   // The desktop's lock and sleep, GNOME's idleness and its inhibition.
   std::optional<DesktopBus> bus_;
-  bool busIdle_ = false;    // idleness comes from GNOME's idle monitor
-  bool inhibited_ = false;  // the session manager holds idleness back
+  bool busIdle_ = false;       // idleness comes from GNOME's idle monitor
+  bool inhibited_ = false;     // the session manager holds idleness back
+  bool idleHeldBack_ = false;  // idle while it did, with no input since
 #endif
 };
 
@@ -137,15 +139,19 @@ void WaylandScreen::hearBus([[maybe_unused]] Clock::time_point now) {
   for (const BusEvent e : bus_->takeEvents()) {
     switch (e) {
       case BusEvent::Idle:
+        idleHeldBack_ = inhibited_;
         if (!inhibited_) resident_.idle(now);
         break;
       case BusEvent::Active:
+        idleHeldBack_ = false;
         backByBus_ = true;
         display_.confirm();
         break;
       case BusEvent::Inhibited:
       case BusEvent::NotInhibited:
         inhibited_ = e == BusEvent::Inhibited;
+        // The monitor tells of idleness once: idle still, the pictures come now.
+        if (!inhibited_ && std::exchange(idleHeldBack_, false)) resident_.idle(now);
         break;
       case BusEvent::Sleep:
       case BusEvent::Wake:

@@ -185,7 +185,8 @@ class Desktop : public ::testing::Test {
       const std::vector<std::pair<const char*, std::function<bool()>>>& inputs,
       const std::function<void()>& firstShow = [] {}) {
     Child& module = startModule("--idle 2 --seed 8");
-    EXPECT_TRUE(waits(module, 1200ms)) << module.stderrText();
+    std::this_thread::sleep_for(400ms);  // its start: connections and questions
+    EXPECT_TRUE(waits(module, 1000ms)) << module.stderrText();
     ASSERT_TRUE(drawsWithin(module, 5s)) << module.stderrText();
     firstShow();
     for (const auto& [what, input] : inputs) {
