@@ -31,49 +31,37 @@ Layout layoutOf(const XScreen& screen) {
                    scale ? std::optional<std::string_view>(scale) : std::nullopt);
 }
 
-// Runs until a signal or the window ends it.
-Ending run(XScreen& screen, const Settings& s, std::uint32_t seed) {
+// Runs until a signal or the window ends it; the message when the display
+// failed it.
+std::variant<Ending, std::string> run(XScreen& screen, const Settings& s, std::uint32_t seed) {
   Layout layout = layoutOf(screen);
-  Pictures pictures(s, seed, layout.width, layout.height);
-  // The bounce draws from a source of its own, so the pictures stay those
-  // of the renderer.
-  Random directions(seed ^ 0x9E3779B9u);
-  Bounce bounce = firstBounce(layout.width, layout.height, directions);
-  Timeline timeline(Clock::now(), std::chrono::seconds(s.interval),
-                    bounceStepPeriod(s.speed == Speed::fast));
-  FrameRate rate(Clock::now());
-  const bool showRate = s.fps;
-  Picture current;
-
+  Show show(s, seed);
+  const Bounce* bounce = &show.place(0, layout.width, layout.height);
   for (;;) {
-    if (!screen.handleEvents()) return {};
+    if (auto end = screen.handleEvents()) {
+      if (end->empty()) return Ending{};
+      return *end;
+    }
     if (screen.takeResize()) {
       const Layout next = layoutOf(screen);
-      pictures.resize(next.width, next.height);
-      bounce.resize(next.width, next.height);
+      bounce = &show.place(0, next.width, next.height);
       screen.clear();
-      if (current && next.zoom != layout.zoom) screen.setPicture(*current, next.zoom);
+      if (show.picture() && next.zoom != layout.zoom) screen.setPicture(*show.picture(), next.zoom);
       layout = next;
     }
     const Clock::time_point now = Clock::now();
-    const Timeline::Due due = timeline.take(now);
-    for (int i = 0; i < due.steps; ++i) bounce.step();
-    if (due.picture) {
-      if (Picture made = pictures.next()) {
-        current = std::move(made);
-        screen.setPicture(*current, layout.zoom);
-      }
-    }
-    const bool drew = screen.show(bounce.left() * layout.zoom, bounce.top() * layout.zoom);
-    if (showRate && (rate.frame(now) || drew)) screen.showText(rate.text(), layout.zoom);
-    if (!screen.flush()) return {};
+    const Show::Frame frame = show.frame(now);
+    if (frame.picture) screen.setPicture(*show.picture(), layout.zoom);
+    const bool drew = screen.show(bounce->left() * layout.zoom, bounce->top() * layout.zoom);
+    if (s.fps && (show.drew(now) || drew)) screen.showText(show.rateText(), layout.zoom);
+    if (!screen.flush()) return screen.lost();
 
-    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(timeline.wake() - Clock::now());
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(frame.wake - Clock::now());
     pollfd fds[] = {{screen.fd(), POLLIN, 0}, {signalDescriptor(), POLLIN, 0}};
     if (poll(fds, 2, static_cast<int>(std::max<long long>(0, wait.count()))) < 0) continue;
     while (const int signal = takeSignal()) {
-      if (ends(signal)) return {0, signal};
-      timeline.pictureNow(Clock::now());
+      if (ends(signal)) return Ending{0, signal};
+      show.pictureNow(Clock::now());
     }
   }
 }
@@ -119,14 +107,15 @@ int runModule(int argc, char** argv) {
 #else
   if (where.target == Target::wayland) return fail("this build does not draw on Wayland", 1);
 #endif
-  Ending ending;
+  std::variant<Ending, std::string> ending;
   {
     auto opened = XScreen::open(where);
     if (const auto* refusal = std::get_if<Refusal>(&opened))
       return fail(refusal->message, refusal->status);
     ending = run(*std::get<std::unique_ptr<XScreen>>(opened), settings, seed);
   }
-  return finish(ending);
+  if (const auto* message = std::get_if<std::string>(&ending)) return fail(*message, 1);
+  return finish(std::get<Ending>(ending));
 }
 
 }  // namespace

@@ -44,6 +44,29 @@ Check setInterval(Settings& s, std::string_view v) {
   return cli::readWhole(v, 1, 50, "a number of seconds", s.interval);
 }
 
+// A day at most: beyond it, a number is more likely a slip than a wish.
+constexpr int kLongest = 86400;
+
+Check setIdle(Settings& s, std::string_view v) {
+  int seconds = 0;
+  if (Check c = cli::readWhole(v, 1, kLongest, "a number of seconds", seconds)) return c;
+  s.idle = seconds;
+  return kOk;
+}
+
+Check setLockAfter(Settings& s, std::string_view v) {
+  int seconds = 0;
+  if (Check c = cli::readWhole(v, 1, kLongest, "a number of seconds", seconds)) return c;
+  s.lockAfter = seconds;
+  return kOk;
+}
+
+Check setLockCommand(Settings& s, std::string_view v) {
+  if (v.find_first_not_of(" \t") == std::string_view::npos) return std::string("is empty");
+  s.lockCommand = v;
+  return kOk;
+}
+
 Check setSpeed(Settings& s, std::string_view v) {
   return cli::readChoice(v, s.speed);
 }
@@ -88,6 +111,9 @@ constexpr Option kOptions[] = {
     {"--seed", "N", "", "random seed, 0 to 4294967295 (default: the clock)", setSeed},
     {"--fps", "", "", "show the frame rate in a corner", cli::setSwitch<&Settings::fps>},
     {"--no-input-exit", "", "", "on Wayland, keep running on keys and pointer", keepOnInput},
+    {"--idle", "S", "", "stay; pictures after S idle seconds, 1 to 86400", setIdle},
+    {"--lock-after", "S", "", "run the lock command after S seconds of pictures", setLockAfter},
+    {"--lock-command", "CMD", "loginctl lock-session", "how to lock, run by sh -c", setLockCommand},
     {"--no-history", "", "", "keep the pictures shown out of the history",
      cli::setSwitch<&Settings::noHistory>},
     {"--help", "", "", "show this text and exit (also -h)", cli::setSwitch<&Settings::help>},
@@ -120,7 +146,8 @@ std::string helpText() {
          "draws in $XSCREENSAVER_WINDOW when that is set, else on Wayland when\n"
          "$WAYLAND_DISPLAY is set, else in a window of its own; the last window option\n"
          "given counts. On Wayland it covers every output and the first key, button or\n"
-         "pointer motion ends it.\n\n" +
+         "pointer motion ends it; with --idle it stays, shows whenever the desktop has\n"
+         "been idle that long, and waits again after the input that ends the show.\n\n" +
          cli::optionsHelp<Settings>(kOptions) +
          "\nSIGTERM, SIGINT and SIGHUP end it; SIGUSR1 starts a new picture. Bad input\n"
          "gives a one-line message and exit status 2.\n";
@@ -129,6 +156,16 @@ std::string helpText() {
 std::variant<Resolved, std::string> chooseTarget(const Settings& s, const char* screensaverWindow,
                                                  const char* waylandDisplay) {
   const auto set = [](const char* v) { return v != nullptr && *v != '\0'; };
+  if (s.idle || s.lockAfter) {
+    // On X11 the daemon watches idleness and locks.
+    if (s.target != Target::unset && s.target != Target::wayland)
+      return std::string(s.idle ? "--idle" : "--lock-after") +
+             " is for Wayland desktops; on X11, XScreenSaver starts the module and locks";
+    if (s.idle && !s.inputExits)
+      return std::string(
+          "--idle takes its pictures away at the first input: not with --no-input-exit");
+    return Resolved{Target::wayland, 0};
+  }
   if (s.target == Target::windowId) return Resolved{Target::windowId, s.windowId};
   if (s.target == Target::ownWindow) return Resolved{Target::ownWindow, 0};
   if (s.target == Target::wayland) return Resolved{Target::wayland, 0};

@@ -39,6 +39,11 @@ struct Settings {
   bool fps = false;
   bool inputExits = true;  // on Wayland the first key, button or motion ends it
   bool noHistory = false;  // the pictures shown are not kept in the history
+  // --idle: resident on Wayland, the pictures after this many seconds of idleness.
+  std::optional<int> idle;
+  // Seconds of pictures before the lock command runs; none: never.
+  std::optional<int> lockAfter;
+  std::string lockCommand;
   bool help = false;
   bool version = false;
 };
@@ -56,8 +61,8 @@ std::string helpText();
 // XSCREENSAVER_WINDOW and WAYLAND_DISPLAY (null or empty when unset): the
 // daemon's window when XSCREENSAVER_WINDOW is set, else the root window for
 // --root; with no window option, Wayland when WAYLAND_DISPLAY is set and a
-// window of its own otherwise. A variable that holds no window id gives the
-// message.
+// window of its own otherwise; Wayland with --idle or --lock-after, which the
+// X11 options refuse. A variable that holds no window id gives the message.
 struct Resolved {
   Target target;
   std::uint32_t windowId;

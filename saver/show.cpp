@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "canvas/display_scale.h"
 #include "pattern/makeshape2.h"
@@ -59,10 +60,6 @@ Picture Pictures::next() {
   return host_.SurfacePicture1().Image();
 }
 
-void Pictures::resize(int width, int height) {
-  host_.SurfaceWindow().resize(surfaceSide(width), surfaceSide(height));
-}
-
 Bounce firstBounce(int width, int height, Random& directions) {
   const bool right = static_cast<int>(2 * directions.Rnd()) == 0;
   const bool down = static_cast<int>(2 * directions.Rnd()) == 0;
@@ -82,10 +79,6 @@ Timeline::Due Timeline::take(Clock::time_point now) {
     if (nextPicture_ <= now) nextPicture_ = now + interval_;
   }
   return due;
-}
-
-void Timeline::pictureNow(Clock::time_point now) {
-  nextPicture_ = now;
 }
 
 std::vector<Rect> uncovered(const Rect& was, const Rect& now) {
@@ -153,6 +146,77 @@ ImageData textPicture(std::string_view text) {
       }
   }
   return img;
+}
+
+Show::Show(const Settings& s, std::uint32_t seed, Clock::duration lead)
+    : seed_(seed),
+      lead_(lead),
+      fps_(s.fps),
+      pictures_(s, seed, kMaxSurface, kMaxSurface),
+      timeline_(Clock::now(), std::chrono::seconds(s.interval),
+                bounceStepPeriod(s.speed == Speed::fast)),
+      rate_(Clock::now()) {}
+
+void Show::start(Clock::time_point now) {
+  bounces_.clear();
+  timeline_ = Timeline(now, timeline_.interval(), timeline_.stepPeriod());
+  rate_ = FrameRate(now);
+  if (prepared_) {
+    current_ = std::move(prepared_);
+    ++pictureVersion_;
+    newPicture_ = true;
+    timeline_.nextPictureAt(now + timeline_.interval());
+  }
+}
+
+void Show::prepare() {
+  if (!prepared_) prepared_ = pictures_.next();
+}
+
+Random& Show::directions(int key) {
+  // The first screen's as the X module's always were; the others from
+  // sources of their own.
+  return directions_.try_emplace(key, (seed_ ^ 0x9E3779B9u) + static_cast<std::uint32_t>(key))
+      .first->second;
+}
+
+const Bounce& Show::place(int key, int width, int height) {
+  auto it = bounces_.find(key);
+  if (it == bounces_.end()) {
+    return bounces_.emplace(key, firstBounce(width, height, directions(key))).first->second;
+  }
+  it->second.resize(width, height);
+  return it->second;
+}
+
+void Show::forget(int key) {
+  bounces_.erase(key);
+}
+
+Show::Frame Show::frame(Clock::time_point now, bool canDraw) {
+  Frame f;
+  if (!canDraw) return f;
+  const Timeline::Due due = timeline_.take(now + lead_);
+  for (auto& [key, bounce] : bounces_)
+    for (int i = 0; i < due.steps; ++i) bounce.step();
+  if (due.picture) {
+    // A failed generation leaves the picture as it was.
+    if (Picture made = pictures_.next()) {
+      current_ = std::move(made);
+      ++pictureVersion_;
+      newPicture_ = true;
+    }
+  }
+  f.picture = std::exchange(newPicture_, false);
+  f.wake = timeline_.wake() - lead_;
+  return f;
+}
+
+bool Show::drew(Clock::time_point now) {
+  if (!fps_ || !rate_.frame(now)) return false;
+  text_ = textPicture(rate_.text());
+  ++textVersion_;
+  return true;
 }
 
 bool FrameRate::frame(Timeline::Clock::time_point now) {

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -42,8 +43,6 @@ class Pictures {
   // The next picture: the 102 x 102 box of the finished shape; none when the
   // generation failed, which leaves the sequence going on from where it was.
   Picture next();
-  // The drawing surface follows the window; the pictures don't depend on it.
-  void resize(int width, int height);
 
  private:
   HeadlessHost host_;
@@ -74,12 +73,12 @@ class Timeline {
   // What fell due up to `now` since the last call; the first picture is due
   // at the start.
   Due take(Clock::time_point now);
-  // A new picture at once, the next one an interval later.
-  void pictureNow(Clock::time_point now);
+  // The next picture at `at`, the one after an interval later.
+  void nextPictureAt(Clock::time_point at) { nextPicture_ = at; }
   // The earliest time something falls due.
   Clock::time_point wake() const { return std::min(steps_.next(), nextPicture_); }
-  // When the next picture falls due.
-  Clock::time_point nextPicture() const { return nextPicture_; }
+  Clock::duration interval() const { return interval_; }
+  Clock::duration stepPeriod() const { return steps_.period(); }
 
  private:
   Clock::duration interval_;
@@ -116,6 +115,69 @@ class FrameRate {
   Timeline::Clock::time_point since_;
   int frames_ = 0;
   char text_[32] = "";
+};
+
+// The show's one step, apart from any window system: the pictures, a
+// bounce on each screen, the --fps line and when to be woken next. A backend
+// calls frame() whenever it wakes, draws what it says and waits until the
+// time it gives or until its own sources have something; it owns only that
+// wait and how it presents.
+class Show {
+ public:
+  using Clock = Timeline::Clock;
+  static constexpr Clock::time_point kNever = Clock::time_point::max();
+
+  // `lead`: how far ahead of a wake-up the steps are taken, for a backend
+  // whose frames show a little after they are drawn.
+  Show(const Settings& s, std::uint32_t seed, Clock::duration lead = {});
+
+  // A new show at `now`: every bounce from the middle of its screen, and
+  // the next picture, at once.
+  void start(Clock::time_point now);
+  // Makes the next picture ahead of the show, so that it starts with it.
+  void prepare();
+  // Screen `key` (the backend's n-th screen, from 0) at `width` x `height`
+  // program pixels: its bounce starts in the middle, each way by a coin of
+  // a source of its own, and stays inside as the screen changes size.
+  const Bounce& place(int key, int width, int height);
+  void forget(int key);
+
+  struct Frame {
+    bool picture = false;  // a new picture to show
+    Clock::time_point wake = kNever;
+  };
+  // What fell due by `now`. While no screen can draw (outputs off, or all
+  // waiting for the compositor) nothing is taken and nothing is woken for:
+  // the backend calls again when one can.
+  Frame frame(Clock::time_point now, bool canDraw = true);
+  // A frame was drawn at `now`; with --fps, true when the line changed.
+  bool drew(Clock::time_point now);
+  // A new picture at once (SIGUSR1).
+  void pictureNow(Clock::time_point now) { timeline_.nextPictureAt(now); }
+
+  const ImageData* picture() const { return current_.get(); }
+  std::uint64_t pictureVersion() const { return pictureVersion_; }
+  // The --fps line, none without --fps.
+  const ImageData* text() const { return fps_ ? &text_ : nullptr; }
+  std::uint64_t textVersion() const { return textVersion_; }
+  const char* rateText() const { return rate_.text(); }
+
+ private:
+  Random& directions(int key);
+
+  std::uint32_t seed_;
+  Clock::duration lead_;
+  bool fps_;
+  Pictures pictures_;
+  Timeline timeline_;
+  FrameRate rate_;
+  Picture current_, prepared_;
+  std::uint64_t pictureVersion_ = 0;
+  bool newPicture_ = false;  // not yet told by frame()
+  ImageData text_;
+  std::uint64_t textVersion_ = 0;
+  std::map<int, Random> directions_;
+  std::map<int, Bounce> bounces_;
 };
 
 }  // namespace tavrel::saver

@@ -1,6 +1,7 @@
 // The module on a Wayland desktop: a full-screen overlay on every output
 // (layer-shell, or a full-screen xdg-shell window where the compositor has
-// no layer-shell), each with its own bounce of the same pictures.
+// no layer-shell), each with its own bounce of the same pictures; at once
+// (--wayland) or whenever the desktop is idle (--idle).
 #pragma once
 
 #include <cstdint>
@@ -12,11 +13,9 @@
 
 namespace tavrel::saver {
 
-// Set to "xdg", full-screen xdg-shell windows even where layer-shell is offered.
-inline constexpr const char* kShellVariable = "TAVREL_SAVER_SHELL";
-
-// Shows the pictures until input (unless told to keep on), a signal or the
-// compositor's going away ends it; the message when it cannot start.
+// Runs until input ends the show (--wayland), a signal ends it, or the
+// compositor goes away; the message when it cannot start or the
+// compositor went away.
 std::variant<Ending, std::string> runWayland(const Settings& s, std::uint32_t seed);
 
 }  // namespace tavrel::saver

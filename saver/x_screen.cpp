@@ -4,10 +4,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include "canvas/text.h"
 #include "cli/program.h"
 
 namespace tavrel::saver {
@@ -49,6 +51,19 @@ const xcb_visualtype_t* findVisual(const xcb_screen_t* screen, xcb_visualid_t id
   return nullptr;
 }
 
+// An X error in one line: its name and the request it answered.
+std::string errorText(const xcb_generic_error_t& e) {
+  static constexpr const char* kNames[] = {
+      "",          "BadRequest", "BadValue",    "BadWindow",   "BadPixmap", "BadAtom",
+      "BadCursor", "BadFont",    "BadMatch",    "BadDrawable", "BadAccess", "BadAlloc",
+      "BadColor",  "BadGC",      "BadIDChoice", "BadName",     "BadLength", "BadImplementation"};
+  const std::string name = e.error_code < std::size(kNames) && e.error_code > 0
+                               ? kNames[e.error_code]
+                               : "error " + std::to_string(e.error_code);
+  return "the X server refused a request: " + name + " (request " + std::to_string(e.major_code) +
+         ", resource " + hexId(e.resource_id) + ")";
+}
+
 xcb_atom_t atom(xcb_connection_t* c, const char* name) {
   const Reply<xcb_intern_atom_reply_t> r(xcb_intern_atom_reply(
       c, xcb_intern_atom(c, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
@@ -65,6 +80,8 @@ std::variant<std::unique_ptr<XScreen>, Refusal> XScreen::open(const Resolved& ta
     return Refusal{cli::displayProblem(std::getenv("DISPLAY"))};
   }
   std::unique_ptr<XScreen> screen(new XScreen(c, XCB_NONE));
+  const char* display = std::getenv("DISPLAY");
+  screen->displayName_ = display ? display : "";
   if (auto problem = screen->bind(target, screenNumber)) return *problem;
   return screen;
 }
@@ -176,12 +193,23 @@ XScreen::~XScreen() {
   xcb_disconnect(c_);
 }
 
-bool XScreen::handleEvents() {
+std::string XScreen::lost() const {
+  return "lost the connection to the display " + quotedText(displayName_);
+}
+
+std::optional<std::string> XScreen::handleEvents() {
   while (xcb_generic_event_t* raw = xcb_poll_for_event(c_)) {
     const Reply<xcb_generic_event_t> event(raw);
     switch (event->response_type & 0x7F) {
-      case 0:  // an error: our window went away under a request
-        return false;
+      case 0: {
+        // The daemon destroyed its window under a request: a quiet end, as
+        // a destroyed window is. Any other error is a fault.
+        const auto* e = reinterpret_cast<const xcb_generic_error_t*>(raw);
+        if ((e->error_code == XCB_WINDOW || e->error_code == XCB_DRAWABLE) &&
+            e->resource_id == window_)
+          return std::string();
+        return errorText(*e);
+      }
       case XCB_EXPOSE: {
         const auto* e = reinterpret_cast<const xcb_expose_event_t*>(raw);
         fill({e->x, e->y, e->width, e->height});
@@ -199,18 +227,20 @@ bool XScreen::handleEvents() {
       }
       case XCB_DESTROY_NOTIFY:
         if (reinterpret_cast<const xcb_destroy_notify_event_t*>(raw)->window == window_)
-          return false;
+          return std::string();
         break;
       case XCB_CLIENT_MESSAGE: {
         const auto* e = reinterpret_cast<const xcb_client_message_event_t*>(raw);
-        if (ownWindow_ && e->format == 32 && e->data.data32[0] == deleteWindow_) return false;
+        if (ownWindow_ && e->format == 32 && e->data.data32[0] == deleteWindow_)
+          return std::string();
         break;
       }
       default:
         break;
     }
   }
-  return xcb_connection_has_error(c_) == 0;
+  if (xcb_connection_has_error(c_)) return lost();
+  return std::nullopt;
 }
 
 bool XScreen::takeResize() {

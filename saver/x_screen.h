@@ -41,10 +41,12 @@ class XScreen {
   int height() const { return height_; }
   const PixelFormat& format() const { return format_; }
 
-  // Reads everything the server has sent. False once the module should end
-  // quietly: the window is gone, an X error came back, the connection broke,
-  // or its own window was closed.
-  bool handleEvents();
+  // Reads everything the server has sent. Once the module should end: an
+  // empty text when its window went away or was closed, which ends it
+  // quietly; else what failed (an X error, a lost connection), in one line.
+  std::optional<std::string> handleEvents();
+  // What a broken connection is said as.
+  std::string lost() const;
   // Whether the window changed size since the last call.
   bool takeResize();
   // Blackens the whole window; the picture is drawn again at the next show.
@@ -71,6 +73,7 @@ class XScreen {
   void allocateColours(const ImageData& img);
 
   xcb_connection_t* c_;
+  std::string displayName_;
   xcb_window_t window_;
   bool ownWindow_ = false;
   xcb_atom_t deleteWindow_ = XCB_NONE;

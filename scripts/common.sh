@@ -9,7 +9,8 @@ set -euo pipefail
 # Xvfb, xdotool and ImageMagick for the end-to-end tests; poppler's pdftoppm
 # to look at a printed page; clang and libFuzzer for the fuzz targets.
 # Wayland: libwayland and the protocol files for the module, Qt's Wayland
-# platform for the window, and a headless sway with grim and wtype to test them.
+# platform for the window, and a headless sway with grim and wtype to test them;
+# swayidle and swaylock, KWin, mutter and weston for the idle module's tests.
 # sd-bus for the module's D-Bus side; private buses and dbusmock's fakes of
 # GNOME, the desktop screen-saver and logind to test it.
 # groff, desktop-file-utils and appstream check the manual pages and the
@@ -23,6 +24,7 @@ PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpn
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
   libwayland-dev wayland-protocols qt6-wayland sway grim wtype swaybg
+  swayidle swaylock kwin-wayland mutter weston
   gsettings-desktop-schemas libglib2.0-bin
   libsystemd-dev dbus-daemon python3-dbusmock
   groff-base desktop-file-utils appstream devscripts

@@ -26,17 +26,22 @@ namespace tavrel::saver::test {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// A program the test starts, killed with the test however the test ends; its
-// standard error is kept.
+// A program the test starts, in a process group of its own that is killed
+// with the test however the test ends, so nothing it started outlives it;
+// its standard error is kept.
 class Child {
  public:
   explicit Child(const std::vector<std::string>& argv) : err_(memfd_create("stderr", MFD_CLOEXEC)) {
     const pid_t parent = getpid();
     pid_ = fork();
     if (pid_ < 0) throw std::runtime_error("fork failed");
-    if (pid_ > 0) return;
+    if (pid_ > 0) {
+      setpgid(pid_, pid_);  // as the child does, whichever comes first
+      return;
+    }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(127);
+    setpgid(0, 0);
     dup2(err_, 2);
     std::vector<char*> args(argv.size() + 1);  // ends in a null pointer
     for (std::size_t i = 0; i < argv.size(); ++i) args[i] = const_cast<char*>(argv[i].c_str());
@@ -44,9 +49,11 @@ class Child {
     _exit(127);
   }
   ~Child() {
-    if (!status_ && kill(pid_, SIGKILL) == 0) waitpid(pid_, nullptr, 0);
+    if (kill(-pid_, SIGKILL) != 0 && !status_) kill(pid_, SIGKILL);
+    if (!status_) waitpid(pid_, nullptr, 0);
     close(err_);
   }
+  pid_t pid() const { return pid_; }
   void signal(int sig) const { kill(pid_, sig); }
   // The exit status once it ended within `limit`; 128 + n for signal n.
   std::optional<int> waitExit(std::chrono::milliseconds limit) {

@@ -232,6 +232,44 @@ TEST_F(SaverX, EightBitScreenWithAColourMap) {
   EXPECT_TRUE(waitForPicture(screen_->root, expected)) << nearest.stderrText();
 }
 
+// Only its own window's going is a quiet end (above): another error of the
+// server's, or a lost connection, is one line and status 1, which a daemon
+// can tell from a dismissal.
+TEST_F(SaverX, OtherXErrorsAndALostConnectionAreOneLineAndStatusOne) {
+  ASSERT_TRUE(openDisplay("320x240x24"));
+  // Another client frees the graphics context the module made right after
+  // its window (X resources have no owner), or has the server close the
+  // module's connection.
+  const std::tuple<const char*, std::function<void(xcb_window_t)>, std::string> cases[] = {
+      {"a request refused", [&](xcb_window_t own) { xcb_free_gc(c_, own + 1); },
+       "tavrel-saver: the X server refused a request: BadGC"},
+      {"the connection cut", [&](xcb_window_t own) { xcb_kill_client(c_, own); },
+       "tavrel-saver: lost the connection to the display '" + std::string(std::getenv("DISPLAY")) +
+           "'"},
+  };
+  for (const auto& [what, act, says] : cases) {
+    Child& module = startModule("--window --seed 1");
+    // Its window, once mapped: its graphics context is made by then.
+    xcb_window_t own = XCB_NONE;
+    for (const auto end = Clock::now() + 2s; own == XCB_NONE && Clock::now() < end;) {
+      const Reply<xcb_query_tree_reply_t> tree(
+          xcb_query_tree_reply(c_, xcb_query_tree(c_, screen_->root), nullptr));
+      if (xcb_query_tree_children_length(tree.get()) == 0) continue;
+      const xcb_window_t w = xcb_query_tree_children(tree.get())[0];
+      const Reply<xcb_get_window_attributes_reply_t> a(
+          xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, w), nullptr));
+      if (a && a->map_state == XCB_MAP_STATE_VIEWABLE) own = w;
+    }
+    ASSERT_NE(own, XCB_NONE) << what;
+    act(own);
+    xcb_flush(c_);
+    EXPECT_EQ(module.waitExit(2000ms), 1) << what;
+    const std::string err = module.stderrText();
+    EXPECT_EQ(err.rfind(says, 0), 0u) << err;
+    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
+  }
+}
+
 // A module on each of two monitors and the renderer, all adding to one
 // history at once: every picture kept whole under a number of its own, and
 // each made again from it as it was shown or written.

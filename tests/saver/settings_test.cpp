@@ -39,6 +39,9 @@ TEST(SaverSettings, TheTargetFromOptionsAndEnvironment) {
           {{"--window-id", "9"}, "7", "wayland-1", Target::windowId, 9},
           {{"--wayland"}, "7", nullptr, Target::wayland, 0},
           {{"--root", "--wayland"}, nullptr, nullptr, Target::wayland, 0},
+          // Waiting for idleness and locking are the Wayland side's own.
+          {{"--idle", "300"}, "7", nullptr, Target::wayland, 0},
+          {{"--wayland", "--lock-after", "1"}, nullptr, "wayland-1", Target::wayland, 0},
       };
   for (const auto& [args, xWindow, wayland, target, id] : cases) {
     const auto chosen = chooseTarget(parsed(args), xWindow, wayland);
@@ -49,6 +52,39 @@ TEST(SaverSettings, TheTargetFromOptionsAndEnvironment) {
         << (wayland ? wayland : "-");
   }
   EXPECT_TRUE(std::holds_alternative<std::string>(chooseTarget(parsed({}), "junk", "wayland-1")));
+  // On X11 the daemon watches idleness and locks; input ends what --idle shows.
+  for (const std::vector<std::string>& refused : {std::vector<std::string>{"--idle", "9", "--root"},
+                                                  {"--window-id", "7", "--lock-after", "5"},
+                                                  {"--idle", "9", "--window"},
+                                                  {"--idle", "9", "--no-input-exit"}})
+    EXPECT_TRUE(std::holds_alternative<std::string>(chooseTarget(parsed(refused), nullptr, "w")))
+        << refused[0] << " " << refused[2];
+}
+
+// The seconds of --idle and --lock-after at their limits and one past; the
+// lock command as given, never empty.
+TEST(SaverSettings, IdleAndLockOptions) {
+  const std::tuple<std::vector<std::string>, std::string> cases[] = {
+      {{"--idle", "1"}, ""},
+      {{"--idle", "86400", "--lock-after", "86400"}, ""},
+      {{"--idle", "0"}, "--idle: '0' is not a number of seconds from 1 to 86400"},
+      {{"--lock-after", "86401"},
+       "--lock-after: '86401' is not a number of seconds from 1 to 86400"},
+      {{"--idle", "5m"}, "--idle: '5m' is not a number of seconds from 1 to 86400"},
+      {{"--lock-command", " "}, "--lock-command: is empty"},
+      {{"--lock-command"}, "--lock-command needs a value (CMD)"},
+  };
+  for (const auto& [args, says] : cases) {
+    std::vector<std::string> owned = args;
+    std::vector<char*> argv;
+    for (auto& a : owned) argv.push_back(a.data());
+    const auto r = parseSettings(argv);
+    EXPECT_EQ(std::holds_alternative<Settings>(r) ? "" : std::get<std::string>(r), says);
+  }
+  const Settings s = parsed({"--idle", "86400", "--lock-command", "swaylock -f"});
+  EXPECT_EQ(std::tuple(*s.idle, s.lockAfter, s.lockCommand),
+            std::tuple(86400, std::optional<int>(), std::string("swaylock -f")));
+  EXPECT_EQ(parsed({}).lockCommand, "loginctl lock-session");
   EXPECT_TRUE(parsed({}).inputExits);
   EXPECT_FALSE(parsed({"-no-input-exit"}).inputExits);
 }

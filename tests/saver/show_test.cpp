@@ -58,5 +58,37 @@ TEST(SaverText, DotsOfTwoProgramPixelsAndBlanksForTheUnknown) {
   EXPECT_EQ(lit(textPicture("88")), 2 * lit(textPicture("8")));
 }
 
+// The show's one step: the renderer's pictures in order, whether made ahead
+// of a show or when due; the bounce by the clock; nothing taken and nothing
+// woken for while no screen can draw.
+TEST(SaverShow, OneStepTakesWhatFellDue) {
+  Settings s;
+  s.interval = 2;
+  Pictures renderer(s, 7, 1000, 1000);
+  const Picture first = renderer.next(), second = renderer.next(), third = renderer.next();
+  Show show(s, 7);
+  const auto t0 = Show::Clock::now();
+  show.start(t0);
+  const int left = show.place(0, 400, 300).left();
+  EXPECT_EQ(show.frame(t0, false).wake, Show::kNever);
+  EXPECT_EQ(show.picture(), nullptr);
+  ASSERT_TRUE(show.frame(t0).picture);
+  EXPECT_EQ(show.picture()->pixels, first->pixels);
+  // Fast is 60 steps a second: six in a tenth.
+  EXPECT_EQ(std::abs(show.place(0, 400, 300).left() - left), 0);
+  show.frame(t0 + std::chrono::milliseconds(100));
+  EXPECT_EQ(std::abs(show.place(0, 400, 300).left() - left), 6);
+
+  show.prepare();
+  const auto t1 = t0 + std::chrono::seconds(60);
+  show.start(t1);
+  EXPECT_EQ(show.place(0, 400, 300).left(), left);  // from the middle again
+  ASSERT_TRUE(show.frame(t1).picture);
+  EXPECT_EQ(show.picture()->pixels, second->pixels);
+  EXPECT_FALSE(show.frame(t1 + std::chrono::milliseconds(1990)).picture);
+  ASSERT_TRUE(show.frame(t1 + std::chrono::seconds(2)).picture);
+  EXPECT_EQ(show.picture()->pixels, third->pixels);
+}
+
 }  // namespace
 }  // namespace tavrel::saver
