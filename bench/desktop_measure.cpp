@@ -165,7 +165,7 @@ int main(int argc, char** argv) {
         st->sampler.stop();
         const double wall = std::chrono::duration<double>(Clock::now() - st->start).count();
         std::printf("%-32s CPU %5.2f%% of a core", name, 100 * (cpuSeconds() - st->cpu) / wall);
-        if (picture1->isVisible())
+        if (form.isVisible(Control::Picture1))
           std::printf("   picture %5.1f px/s", st->travelled / form.scale() / wall);
         std::printf("\n");
         done();

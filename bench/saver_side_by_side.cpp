@@ -4,7 +4,8 @@
 // program and of its X server from /proc over the same seconds, for every
 // screen size at 96 and at 192 dpi (Xft.dpi, as a desktop sets it), and
 // prints the medians of several runs and of the ratio window / module.
-//   build/bench/tavrel_saver_side_by_side [SECONDS [RUNS [INTERVAL]]]
+//   build/bench/tavrel_saver_side_by_side [SECONDS [RUNS [INTERVAL [SCREEN...]]]]
+// SCREEN: WIDTHxHEIGHT, or WIDTHxHEIGHT@DPI for one dpi only.
 // Needs Xvfb; run it from the top of the repository or anywhere else.
 #include <fcntl.h>
 #include <poll.h>
@@ -188,8 +189,22 @@ int main(int argc, char** argv) {
               seconds, runs, interval.c_str());
   std::printf("%-9s %4s  %21s  %21s  %s\n", "screen", "dpi", "window + X = total",
               "module + X = total", "window / module");
-  for (const char* size : {"1024x768", "1920x1080", "3840x2160"}) {
-    for (const int dpi : {96, 192}) {
+  std::vector<std::pair<std::string, int>> screens;
+  for (int i = 4; i < argc; ++i) {
+    const std::string arg = argv[i];
+    const auto at = arg.find('@');
+    if (at != std::string::npos) {
+      screens.emplace_back(arg.substr(0, at), std::atoi(arg.c_str() + at + 1));
+    } else {
+      screens.emplace_back(arg, 96);
+      screens.emplace_back(arg, 192);
+    }
+  }
+  if (screens.empty())
+    for (const char* size : {"1024x768", "1920x1080", "3840x2160"})
+      for (const int dpi : {96, 192}) screens.emplace_back(size, dpi);
+  for (const auto& [size, dpi] : screens) {
+    {
       std::vector<double> w, wx, wt, m, mx, mt, ratio;
       for (int i = 0; i < runs; ++i) {
         const Run r = measure(size, dpi, seconds, interval, config);
@@ -202,8 +217,8 @@ int main(int argc, char** argv) {
         ratio.push_back((r.window + r.windowServer) / std::max(0.01, r.module + r.moduleServer));
       }
       std::printf("%-9s %4d  %5.2f + %5.2f = %5.2f  %5.2f + %5.2f = %5.2f  %.2f (%.2f to %.2f)\n",
-                  size, dpi, median(w), median(wx), median(wt), median(m), median(mx), median(mt),
-                  median(ratio), *std::min_element(ratio.begin(), ratio.end()),
+                  size.c_str(), dpi, median(w), median(wx), median(wt), median(m), median(mx),
+                  median(mt), median(ratio), *std::min_element(ratio.begin(), ratio.end()),
                   *std::max_element(ratio.begin(), ratio.end()));
       std::fflush(stdout);
     }

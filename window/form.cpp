@@ -242,7 +242,7 @@ void Form::present() {
 }
 
 void Form::placePicture1() {
-  if (picture1View_->geometry() != picture1Target()) picture1View_->setGeometry(picture1Target());
+  picture1View_->place(picture1Target(), picture1Visible_);
 }
 
 // RunHost
@@ -281,8 +281,7 @@ void Form::setVisible(Control c, bool visible) {
       break;
     case Control::Picture1:
       picture1Visible_ = visible;
-      if (visible) placePicture1();
-      picture1View_->setVisible(visible);
+      placePicture1();
       break;
     case Control::Picture2:
       picture2_->setVisible(visible);

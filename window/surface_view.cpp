@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "window/image_convert.h"
+#include "window/server_stage.h"
 
 namespace tavrel {
 
@@ -14,6 +15,8 @@ SurfaceView::SurfaceView(Surface& surface, double scale, QWidget* parent)
     : QWidget(parent), surface_(surface), scale_(scale) {
   setAttribute(Qt::WA_OpaquePaintEvent);
 }
+
+SurfaceView::~SurfaceView() = default;
 
 namespace {
 
@@ -59,10 +62,13 @@ bool SurfaceView::refresh() {
     damage = copyChanged(surface_.scanline(0), w, damage, shown_.data(), image_);
   }
   if (damage.empty()) return false;
-  update(QRect(static_cast<int>(std::floor(damage.left * scale_)),
-               static_cast<int>(std::floor(damage.top * scale_)),
-               static_cast<int>(std::ceil((damage.right - damage.left + 1) * scale_)) + 2,
-               static_cast<int>(std::ceil((damage.bottom - damage.top + 1) * scale_)) + 2));
+  const QRect changed(static_cast<int>(std::floor(damage.left * scale_)),
+                      static_cast<int>(std::floor(damage.top * scale_)),
+                      static_cast<int>(std::ceil((damage.right - damage.left + 1) * scale_)) + 2,
+                      static_cast<int>(std::ceil((damage.bottom - damage.top + 1) * scale_)) + 2);
+  serverStale_ = true;
+  stageStale_ |= changed;
+  update(changed);
   return true;
 }
 
@@ -73,13 +79,17 @@ void SurfaceView::paintEvent(QPaintEvent* e) {
     first();
   }
   QPainter p(this);
+  paintExposed(p, e->region());
+}
+
+void SurfaceView::paintExposed(QPainter& p, const QRegion& exposed) {
   // Nearest neighbour: a program pixel never blurs into its neighbours.
   p.setRenderHint(QPainter::SmoothPixmapTransform, false);
   const QRect image(0, 0, static_cast<int>(std::ceil(image_.width() * scale_)),
                     static_cast<int>(std::ceil(image_.height() * scale_)));
   // Only what is exposed, from just the program pixels under it: a moving
   // picture repaints a small strip, not the whole window's image.
-  for (const QRect& r : e->region()) {
+  for (const QRect& r : exposed) {
     const int x0 = static_cast<int>(std::floor(r.left() / scale_));
     const int y0 = static_cast<int>(std::floor(r.top() / scale_));
     const int x1 = std::min(image_.width(), static_cast<int>(std::ceil((r.right() + 1) / scale_)));
@@ -93,6 +103,81 @@ void SurfaceView::paintEvent(QPaintEvent* e) {
     }
     for (const QRect& beyond : QRegion(r).subtracted(image)) p.fillRect(beyond, Qt::black);
   }
+}
+
+QImage SurfaceView::rendered(qreal devicePixelRatio) {
+  if (stale()) refresh();
+  QImage out(std::max(1, qRound(width() * devicePixelRatio)),
+             std::max(1, qRound(height() * devicePixelRatio)), QImage::Format_RGB32);
+  out.setDevicePixelRatio(devicePixelRatio);
+  QPainter p(&out);
+  paintExposed(p, QRegion(rect()));
+  return out;
+}
+
+void SurfaceView::place(const QRect& target, bool visible) {
+  if (geometry() != target) setGeometry(target);
+  auto* ground = dynamic_cast<SurfaceView*>(parentWidget());
+  const bool staged = ground && ground->stage(visible ? this : nullptr);
+  setVisible(visible && !staged);
+}
+
+bool SurfaceView::stage(SurfaceView* picture) {
+  if (stage_ && (!picture || !stage_->childOf(window()))) stage_.reset();
+  if (!picture || noStage_) return false;
+  if (!stage_) {
+    stage_ = ServerStage::create(window());
+    noStage_ = !stage_;
+    if (!stage_) return false;
+    stageStale_ = rect();
+    picture->serverStale_ = true;
+  }
+  // Widgets over the view (the information page, a note) are Qt's to
+  // show, and the moving picture with them.
+  const QObjectList& kids = children();
+  if (std::any_of(kids.begin(), kids.end(), [picture](QObject* o) {
+        return o != picture && o->isWidgetType() && static_cast<QWidget*>(o)->isVisible();
+      })) {
+    stage_->hide();
+    return false;
+  }
+  const qreal ratio = window()->devicePixelRatioF();
+  const auto device = [ratio](QPoint p) {
+    return QPoint(qRound(p.x() * ratio), qRound(p.y() * ratio));
+  };
+  const QSize size(qRound(width() * ratio), qRound(height() * ratio));
+  if (size != stage_->size() || !stageStale_.isEmpty()) {
+    // Under a moving picture the view is mostly of one colour: then the
+    // server needs no image of it.
+    if (const auto colour = oneColour()) {
+      stage_->setGround(*colour, size);
+    } else {
+      const QRect changed(device(stageStale_.topLeft()) - QPoint(1, 1),
+                          device(stageStale_.bottomRight() + QPoint(1, 1)) + QPoint(1, 1));
+      stage_->setGround(rendered(ratio), changed);
+    }
+    stageStale_ = QRect();
+  }
+  if (picture->serverStale_) {
+    stage_->setPicture(picture->rendered(ratio));
+    picture->serverStale_ = false;
+  }
+  stage_->show(device(mapTo(window(), QPoint(0, 0))), device(picture->pos()));
+  return true;
+}
+
+std::optional<QRgb> SurfaceView::oneColour() const {
+  const QRgb first = image_.isNull() ? qRgb(0, 0, 0) : image_.pixel(0, 0);
+  for (int y = 0; y < image_.height(); ++y) {
+    const auto* row = reinterpret_cast<const QRgb*>(image_.constScanLine(y));
+    if (!std::all_of(row, row + image_.width(), [first](QRgb p) { return p == first; }))
+      return std::nullopt;
+  }
+  // Beyond the surface the view is black.
+  const bool beyond = width() > std::ceil(image_.width() * scale_) ||
+                      height() > std::ceil(image_.height() * scale_);
+  if (beyond && qRgb(0, 0, 0) != first) return std::nullopt;
+  return first;
 }
 
 void SurfaceView::mousePressEvent(QMouseEvent* e) {
