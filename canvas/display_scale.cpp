@@ -1,6 +1,7 @@
 #include "canvas/display_scale.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "canvas/convert.h"
 
@@ -20,6 +21,13 @@ double chooseDisplayScale(int width, int height, std::optional<std::string_view>
   // Screens near the design size stay at one device pixel per pixel.
   if (s < 1.25) return 1;
   return s;
+}
+
+ScaleShare shareDisplayScale(double total, int desktop) {
+  desktop = std::max(1, desktop);
+  // Rounded down: above the rule, the toolkit's dialogs could outgrow the screen.
+  const int toolkit = desktop > 1 ? 1 : std::max(1, static_cast<int>(std::floor(total + 1e-9)));
+  return {toolkit, total / (toolkit * desktop)};
 }
 
 }  // namespace tavrel
