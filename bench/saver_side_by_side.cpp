@@ -2,8 +2,9 @@
 // show side by side under the same load: each on an Xvfb of its own, both
 // at once, a new picture every few seconds, Fast. It takes the CPU of each
 // program and of its X server from /proc over the same seconds, for every
-// screen size at 96 and at 192 dpi (Xft.dpi, as a desktop sets it), and
-// prints the medians of several runs and of the ratio window / module.
+// screen size at 96 and at 192 dpi (Xft.dpi, as a desktop sets it), once
+// both are past their first new picture, and prints the medians of several
+// runs and of the ratio window / module.
 //   build/bench/tavrel_saver_side_by_side [SECONDS [RUNS [INTERVAL [SCREEN...]]]]
 // SCREEN: WIDTHxHEIGHT, or WIDTHxHEIGHT@DPI for one dpi only.
 // Needs Xvfb; run it from the top of the repository or anywhere else.
@@ -144,7 +145,7 @@ struct Run {
 };
 
 // One run: both shows started, given time to settle, then measured over the
-// same seconds.
+// same seconds, in which each makes its new pictures.
 Run measure(const std::string& size, int dpi, double seconds, const std::string& interval,
             const std::filesystem::path& config) {
   const Server a = startXvfb(size, dpi), b = startXvfb(size, dpi);
@@ -163,7 +164,9 @@ Run measure(const std::string& size, int dpi, double seconds, const std::string&
     std::exit(1);
   }
   close(out);
-  std::this_thread::sleep_for(std::chrono::seconds(2));
+  // Past the first new picture: what goes with entering the mode (the
+  // window's first cover of near-black, say) is over on both sides.
+  std::this_thread::sleep_for(std::chrono::seconds(std::stoi(interval) + 2));
   const double w0 = cpuSeconds(window), wx0 = cpuSeconds(a.pid);
   const double m0 = cpuSeconds(module), mx0 = cpuSeconds(b.pid);
   const auto t0 = std::chrono::steady_clock::now();

@@ -226,13 +226,6 @@ void Form::maximize() {
 // queue and are handled after them.
 void Form::DoEvents() {}
 
-QRect Form::picture1Target() const {
-  return QRect(static_cast<int>(std::lround(std::nearbyint(picture1Left_) * scale_)),
-               static_cast<int>(std::lround(std::nearbyint(picture1Top_) * scale_)),
-               static_cast<int>(std::lround(picture1_.width() * scale_)),
-               static_cast<int>(std::lround(picture1_.height() * scale_)));
-}
-
 // What changed on the surfaces is copied to the views, which Qt paints in
 // its own time; Picture1 goes where it now stands.
 void Form::present() {
@@ -242,7 +235,9 @@ void Form::present() {
 }
 
 void Form::placePicture1() {
-  picture1View_->place(picture1Target(), picture1Visible_);
+  picture1View_->place(QPoint(static_cast<int>(std::nearbyint(picture1Left_)),
+                              static_cast<int>(std::nearbyint(picture1Top_))),
+                       picture1Visible_);
 }
 
 // RunHost

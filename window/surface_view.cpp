@@ -115,7 +115,12 @@ QImage SurfaceView::rendered(qreal devicePixelRatio) {
   return out;
 }
 
-void SurfaceView::place(const QRect& target, bool visible) {
+void SurfaceView::place(QPoint at, bool visible) {
+  at_ = at;
+  const QRect target(static_cast<int>(std::lround(at.x() * scale_)),
+                     static_cast<int>(std::lround(at.y() * scale_)),
+                     static_cast<int>(std::lround(surface_.width() * scale_)),
+                     static_cast<int>(std::lround(surface_.height() * scale_)));
   if (geometry() != target) setGeometry(target);
   auto* ground = dynamic_cast<SurfaceView*>(parentWidget());
   const bool staged = ground && ground->stage(visible ? this : nullptr);
@@ -124,25 +129,28 @@ void SurfaceView::place(const QRect& target, bool visible) {
 
 bool SurfaceView::stage(SurfaceView* picture) {
   if (stage_ && (!picture || !stage_->childOf(window()))) stage_.reset();
-  if (!picture || noStage_) return false;
-  if (!stage_) {
+  if (!stage_ && picture && !noStage_) {
     stage_ = ServerStage::create(window());
     noStage_ = !stage_;
-    if (!stage_) return false;
     stageStale_ = rect();
     picture->serverStale_ = true;
   }
   // Widgets over the view (the information page, a note) are Qt's to
   // show, and the moving picture with them.
   const QObjectList& kids = children();
-  if (std::any_of(kids.begin(), kids.end(), [picture](QObject* o) {
+  const bool staged =
+      stage_ && std::none_of(kids.begin(), kids.end(), [picture](QObject* o) {
         return o != picture && o->isWidgetType() && static_cast<QWidget*>(o)->isVisible();
-      })) {
-    stage_->hide();
+      });
+  // Under the stage Qt need not paint the view; it paints it whole again
+  // when the stage goes.
+  setUpdatesEnabled(!staged);
+  if (!staged) {
+    if (stage_) stage_->hide();
     return false;
   }
   const qreal ratio = window()->devicePixelRatioF();
-  const auto device = [ratio](QPoint p) {
+  const auto device = [ratio](QPointF p) {
     return QPoint(qRound(p.x() * ratio), qRound(p.y() * ratio));
   };
   const QSize size(qRound(width() * ratio), qRound(height() * ratio));
@@ -162,7 +170,10 @@ bool SurfaceView::stage(SurfaceView* picture) {
     stage_->setPicture(picture->rendered(ratio));
     picture->serverStale_ = false;
   }
-  stage_->show(device(mapTo(window(), QPoint(0, 0))), device(picture->pos()));
+  // From the picture's place in program pixels: each step is the same
+  // number of device pixels, give or take one.
+  stage_->show(device(mapTo(window(), QPoint(0, 0))),
+               device(QPointF(picture->at_) * picture->scale_));
   return true;
 }
 

@@ -32,11 +32,11 @@ class SurfaceView : public QWidget {
   }
   Surface& surface() { return surface_; }
 
-  // Places a view that moves over its parent (Picture1) at `target`, shown
-  // or hidden. Where Qt draws on X and the parent is a view with nothing
-  // else over it, the parent keeps both on the server, as a stage and the
-  // picture on it, and the widget itself stays hidden: see ServerStage.
-  void place(const QRect& target, bool visible);
+  // Places a view that moves over its parent (Picture1) with its top left
+  // corner at `at`, in program pixels of the parent, shown or hidden. Where Qt draws on X and the
+  // parent is a view with nothing else over it, the parent keeps both on the server, as a stage and
+  // the picture on it, and the widget itself stays hidden: see ServerStage.
+  void place(QPoint at, bool visible);
   // What the view shows, as an image of `devicePixelRatio` device pixels
   // to the pixel, painted as paintEvent paints it.
   QImage rendered(qreal devicePixelRatio);
@@ -68,6 +68,7 @@ class SurfaceView : public QWidget {
   // damaged pixels really changed.
   std::vector<Colour> shown_;
   std::uint64_t version_ = ~std::uint64_t{0};
+  QPoint at_;                // where place() put it, in program pixels
   bool serverStale_ = true;  // a stage shows an older picture than image_
   std::unique_ptr<ServerStage> stage_;
   bool noStage_ = false;  // the platform has none
