@@ -113,8 +113,7 @@ double median(std::vector<double> v) {
 
 int main(int argc, char** argv) {
   using namespace tavrel;
-  Session::prepareApplication();
-  QApplication app(argc, argv);
+  auto app = Session::makeApplication(argc, argv);
   Input input;
   if (!input.ok()) {
     std::fprintf(stderr, "tavrel_desktop_measure: no X display\n");
@@ -233,5 +232,5 @@ int main(int argc, char** argv) {
   phase("regular mode, at rest again");
   script.then(100, [&] { menu(Menu::quit); });
   script.next();
-  return app.exec();
+  return app->exec();
 }

@@ -16,8 +16,7 @@ int main(int argc, char** argv) {
   using namespace tavrel;
   const std::string seconds = argc > 1 ? argv[1] : "10";
   const bool slow = argc > 2 && std::strcmp(argv[2], "slow") == 0;
-  Session::prepareApplication();
-  QApplication app(argc, argv);
+  auto app = Session::makeApplication(argc, argv);
   Session session;
   Form& form = session.form();
   session.show();
@@ -29,5 +28,5 @@ int main(int argc, char** argv) {
     std::printf("showing\n");
     std::fflush(stdout);
   });
-  return app.exec();
+  return app->exec();
 }

@@ -13,7 +13,7 @@ set -euo pipefail
 # groff, desktop-file-utils and appstream check the manual pages and the
 # desktop's entries.
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
-  fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
+  fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev libxcb-randr0-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
   libwayland-dev wayland-protocols qt6-wayland sway grim wtype
   groff-base desktop-file-utils appstream)
