@@ -16,7 +16,8 @@ PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpn
   fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev libxcb-randr0-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
   libwayland-dev wayland-protocols qt6-wayland sway grim wtype
-  groff-base desktop-file-utils appstream)
+  groff-base desktop-file-utils appstream
+  x11-utils dbus-daemon at-spi2-core python3-pyatspi)
 
 # Root runs apt-get itself; anyone else goes through sudo.
 as_root() {
