@@ -115,6 +115,25 @@ std::unique_ptr<ServerStage> ServerStage::create(QWidget* window) {
   return std::unique_ptr<ServerStage>(new ServerStage(std::move(x)));
 }
 
+Uncovered uncovered(const QRect& was, const QRect& now) {
+  Uncovered u;
+  const auto add = [&u](int x0, int y0, int x1, int y1) {  // [x0, x1) x [y0, y1)
+    if (x1 > x0 && y1 > y0)
+      u.rects[static_cast<std::size_t>(u.count++)] = QRect(x0, y0, x1 - x0, y1 - y0);
+  };
+  if (was.isEmpty()) return u;
+  if (!was.intersects(now)) {
+    add(was.left(), was.top(), was.right() + 1, was.bottom() + 1);
+    return u;
+  }
+  const int top = std::max(was.top(), now.top()), bottom = std::min(was.bottom(), now.bottom());
+  add(was.left(), was.top(), was.right() + 1, now.top());                // above
+  add(was.left(), now.bottom() + 1, was.right() + 1, was.bottom() + 1);  // below
+  add(was.left(), top, now.left(), bottom + 1);                          // to the left
+  add(now.right() + 1, top, was.right() + 1, bottom + 1);                // to the right
+  return u;
+}
+
 ServerStage::ServerStage(std::unique_ptr<X> x) : x_(std::move(x)) {}
 
 ServerStage::~ServerStage() {
@@ -230,28 +249,16 @@ void ServerStage::show(QPoint at, QPoint picture) {
     xcb_copy_area(c, x_->picture, x_->window, x_->gc, 0, 0, static_cast<std::int16_t>(now.x()),
                   static_cast<std::int16_t>(now.y()), static_cast<std::uint16_t>(now.width()),
                   static_cast<std::uint16_t>(now.height()));
-    // What it left: at most a strip beside it and one above or below it.
-    const QRect was = picture_;
+    const Uncovered bare = uncovered(picture_, now);
     picture_ = now;
     redraw_ = false;
     xcb_rectangle_t left[4];
-    std::uint32_t count = 0;
-    const auto add = [&](int x0, int y0, int x1, int y1) {  // [x0, x1) x [y0, y1)
-      if (x1 > x0 && y1 > y0)
-        left[count++] = {static_cast<std::int16_t>(x0), static_cast<std::int16_t>(y0),
-                         static_cast<std::uint16_t>(x1 - x0), static_cast<std::uint16_t>(y1 - y0)};
-    };
-    if (was.isEmpty()) {
-      // Nothing was drawn.
-    } else if (!was.intersects(now)) {
-      add(was.left(), was.top(), was.right() + 1, was.bottom() + 1);
-    } else {
-      const int top = std::max(was.top(), now.top()), bottom = std::min(was.bottom(), now.bottom());
-      add(was.left(), was.top(), was.right() + 1, now.top());                // above
-      add(was.left(), now.bottom() + 1, was.right() + 1, was.bottom() + 1);  // below
-      add(was.left(), top, now.left(), bottom + 1);                          // to the left
-      add(now.right() + 1, top, was.right() + 1, bottom + 1);                // to the right
+    for (int k = 0; k < bare.count; ++k) {
+      const QRect& r = bare.rects[static_cast<std::size_t>(k)];
+      left[k] = {static_cast<std::int16_t>(r.x()), static_cast<std::int16_t>(r.y()),
+                 static_cast<std::uint16_t>(r.width()), static_cast<std::uint16_t>(r.height())};
     }
+    const auto count = static_cast<std::uint32_t>(bare.count);
     if (count) xcb_poly_fill_rectangle(c, x_->window, x_->groundGc, count, left);
   }
   xcb_flush(c);

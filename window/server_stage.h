@@ -13,12 +13,22 @@
 #include <QRect>
 #include <QRgb>
 #include <QSize>
+#include <array>
 #include <memory>
 
 class QImage;
 class QWidget;
 
 namespace tavrel {
+
+// What a picture standing at `was` leaves bare when it stands at `now`:
+// a strip beside it and one above or below it for a step, all of `was`
+// for a jump, one rectangle on each side at most when its size changed.
+struct Uncovered {
+  std::array<QRect, 4> rects;
+  int count = 0;
+};
+Uncovered uncovered(const QRect& was, const QRect& now);
 
 class ServerStage {
  public:
