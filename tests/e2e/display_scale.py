@@ -235,6 +235,8 @@ for line in ROWS.strip().splitlines():
             app.kill()
             app.wait()
         x.stop()
+        if re.search("Sanitizer|runtime error", open(log.name).read()):
+            fail("%s: a sanitizer report" % row)
         if failures:
             log.seek(0)
             sys.stdout.write(log.read())
