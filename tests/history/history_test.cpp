@@ -1,5 +1,6 @@
 // The history file: what it reads back, its bound, its lasting numbers under
-// writers at once, and what becomes of a file that is not a history.
+// writers at once, what becomes of a file that is not a history, and the
+// settings file's key that keeps every program out of it.
 #include "history/history.h"
 
 #include <gtest/gtest.h>
@@ -32,6 +33,8 @@ std::string slurp(const fs::path& p) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
+// Each field of a record at its limit is read; one past it, or anything
+// broken, and nothing of the file is.
 TEST(HistoryText, ReadsWhatItWritesAndRefusesEveryBrokenPart) {
   HistoryEntry unseeded = entry(8, 2);
   unseeded.seed.reset();
@@ -42,32 +45,40 @@ TEST(HistoryText, ReadsWhatItWritesAndRefusesEveryBrokenPart) {
   ASSERT_TRUE(read);
   EXPECT_EQ(read->after, 4u);
   EXPECT_EQ(read->entries, (std::vector<HistoryEntry>{entry(5, 1), unseeded}));
-  EXPECT_TRUE(parseHistory(historyHeader(0)));
 
   const auto changed = [&](std::string_view from, std::string_view to) {
     std::string text = good;
     text.replace(text.find(from), from.size(), to);
     return text;
   };
-  const std::string cases[] = {
-      "",
-      "garbage\n",
-      changed("tavrel-history 1", "tavrel-history 2"),
-      changed("after=4", "after=5"),                         // a number not after the header's
-      changed("after=4", "after=04"),                        // a number not as the file writes it
-      changed("picture 8", "picture 5"),                     // out of order
-      changed("picture 8", "picture x"),                     // not a number
-      changed("tavrel-render", "someone"),                   // no program of ours
-      changed(" 1\ngenerator", " 4294967296 1\ngenerator"),  // a seed past 32 bits
-      changed(" 1\ngenerator", " 1 0\ngenerator"),           // a word too many
-      changed(" 12\ngenerator", " 0\ngenerator"),            // no place 0
-      changed("surface=640x480", "surface=0x480"),           // a recipe refused
-      changed("end\npicture", "picture"),                    // a record without its end
-      good.substr(0, good.size() - 1),                       // the last one cut short
-      good + "x",                                            // something after the last
-      changed("text1=0", "text1=0\nfill=" + std::string(kMaxHistoryRecord, 'x')),  // too long
+  const struct {
+    std::string text;
+    bool read;
+  } rows[] = {
+      {historyHeader(0), true},
+      {"", false},
+      {"garbage\n", false},
+      {changed("tavrel-history 1", "tavrel-history 2"), false},
+      {changed("after=4", "after=5"), false},      // a number not after the header's
+      {changed("after=4", "after=04"), false},     // a number not as the file writes it
+      {changed("picture 8", "picture 5"), false},  // the same number twice
+      {changed("picture 8", "picture x"), false},
+      {changed("1764065702", "0"), true},  // the first second
+      {changed("1764065702", "-1"), false},
+      {changed("tavrel-render", "someone"), false},  // no program of ours
+      {changed("tavrel-render", "tavrel-render\x01"), false},
+      {changed(" 1 1\ngenerator", " 4294967295 1\ngenerator"), true},  // the largest seed
+      {changed(" 1 1\ngenerator", " 4294967296 1\ngenerator"), false},
+      {changed(" 1\ngenerator", " 1 0\ngenerator"), false},  // a word too many
+      {changed(" 12\ngenerator", " 0\ngenerator"), false},   // no place 0
+      {changed("surface=640x480", "surface=0x480"), false},  // a recipe refused
+      {changed("text1=0", "text1=0\nz=1"), false},           // a line recipeToText would not write
+      {changed("end\npicture", "picture"), false},           // a record without its end
+      {good.substr(0, good.size() - 1), false},              // the last one cut short
+      {good + "x", false},                                   // something after the last
+      {changed("text1=0", "text1=0\nz=" + std::string(kMaxHistoryRecord, 'x')), false},
   };
-  for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_FALSE(parseHistory(cases[i])) << i;
+  for (const auto& row : rows) EXPECT_EQ(parseHistory(row.text).has_value(), row.read) << row.text;
 }
 
 class HistoryFile : public testing::Test {
@@ -130,44 +141,34 @@ TEST_F(HistoryFile, KeepsTheNewestThousandUnderNumbersNeverGivenTwice) {
 TEST_F(HistoryFile, ABrokenFileIsMovedAsideWithOneLineAndItsNumbersGoOn) {
   const fs::path elsewhere = dir_ / "elsewhere";
   const std::string good = historyHeader(40) + historyRecord(entry(41, 1));
+  std::string refused = good + historyRecord(entry(57, 2));
+  refused.replace(refused.rfind("surface="), 9, "surface=-");
   const struct {
     const char* name;
-    std::function<void()> make;
+    std::string text;    // what the file holds
     std::uint64_t next;  // the number the next picture gets
     const char* why;
   } cases[] = {
-      {"garbage", [&] { std::ofstream(file_) << "\x89PNG garbage\n"; }, 1, "is broken"},
-      {"cut short", [&] { std::ofstream(file_) << good.substr(0, good.size() - 3); }, 42,
-       "is broken"},
-      {"a recipe refused",
-       [&] {
-         std::string text = good + historyRecord(entry(57, 2));
-         text.replace(text.rfind("surface="), 9, "surface=-");
-         std::ofstream(file_) << text;
-       },
-       58, "is broken"},
-      {"huge",
-       [&] {
-         std::ofstream(file_) << good;
-         fs::resize_file(file_, std::uintmax_t{1} << 32);  // sparse
-       },
-       42, "is too large to be one"},
-      {"a FIFO", [&] { ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0); }, 1, "is not a regular file"},
-      {"a link",
-       [&] {
-         std::ofstream(elsewhere) << good;
-         fs::create_symlink(elsewhere, file_);
-       },
-       1, "is not a regular file"},
-      {"a folder", [&] { fs::create_directory(file_); }, 1, "is not a regular file"},
+      {"garbage", "\x89PNG garbage\n", 1, "is broken"},
+      {"cut short", good.substr(0, good.size() - 3), 42, "is broken"},
+      {"a recipe refused", refused, 58, "is broken"},
+      {"huge", good, 42, "is too large to be one"},
+      {"a FIFO", "", 1, "is not a regular file"},
+      {"a link", good, 1, "is not a regular file"},
+      {"a folder", "", 1, "is not a regular file"},
   };
   for (bool reader : {true, false})
     for (const auto& c : cases) {
-      SCOPED_TRACE(std::string(c.name) + (reader ? ", read" : ", written"));
+      const std::string name = c.name;
+      SCOPED_TRACE(name + (reader ? ", read" : ", written"));
       fs::remove_all(dir_ / "tavrel");
-      fs::remove(elsewhere);
       fs::create_directories(dir_ / "tavrel");
-      c.make();
+      std::ofstream(name == "a link" ? elsewhere : file_) << c.text;
+      if (name == "huge") fs::resize_file(file_, std::uintmax_t{1} << 32);  // sparse
+      if (name == "a link") fs::create_symlink(elsewhere, file_);
+      if (name == "a FIFO" || name == "a folder") fs::remove(file_);
+      if (name == "a FIFO") ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0);
+      if (name == "a folder") fs::create_directory(file_);
       warnings_.clear();
       History h = history();
       if (reader) {
@@ -181,10 +182,35 @@ TEST_F(HistoryFile, ABrokenFileIsMovedAsideWithOneLineAndItsNumbersGoOn) {
                                   "; it is moved aside to '" + file_.string() +
                                   ".broken' and a new one begun");
       EXPECT_TRUE(fs::exists(fs::symlink_status(dir_ / "tavrel" / "history.broken")));
-      if (fs::exists(elsewhere)) {
-        EXPECT_EQ(slurp(elsewhere), good);
-      }
     }
+  EXPECT_EQ(slurp(elsewhere), good);
+}
+
+// "history=off" in the settings file keeps every program out of the
+// history, as --no-history keeps one run; the file is read as the window
+// reads it: blanks around, the last of a key counting.
+TEST(HistoryFor, TheSettingsFileOrTheRunTurnsItOff) {
+  const fs::path ini = fs::path(std::getenv("XDG_CONFIG_HOME")) / "tavrel" / "tavrel.ini";
+  fs::create_directories(ini.parent_path());
+  const struct {
+    std::string text;
+    bool kept;
+  } rows[] = {
+      {"", true},
+      {"[tavrel]\nhistory=off\n", false},
+      {"history = off", false},
+      {"history=on", true},
+      {"history=Off", true},
+      {"history=", true},
+      {"history=off\x01", true},
+      {"history=off\nhistory=on", true},
+      {"history=on\nhistory=off", false},
+  };
+  for (const auto& row : rows) {
+    std::ofstream(ini) << row.text;
+    EXPECT_EQ(historyFor("tavrel", false).has_value(), row.kept) << row.text;
+    EXPECT_FALSE(historyFor("tavrel", true));
+  }
 }
 
 }  // namespace

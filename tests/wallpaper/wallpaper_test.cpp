@@ -18,41 +18,35 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A box of 102 x 102 whose every pixel is its own colour.
-ImageData numbered() {
-  ImageData p{102, 102, {}};
-  for (int i = 0; i < 102 * 102; ++i) p.pixels.push_back(static_cast<Colour>(i + 1));
-  return p;
-}
-
 TEST(Wallpaper, OneGridRunsOverEveryOutputAtItsOwnScale) {
-  const ImageData box = numbered();
-  // Side by side at scales 1 and 2, and one at scale 3 below them, reaching
-  // left of the origin: every device pixel shows the pixel of the one grid
-  // of program pixels, each `zoom` layout pixels wide, at its place in the
-  // layout.
+  ImageData box{102, 102, {}};  // every pixel its own colour
+  for (int i = 0; i < 102 * 102; ++i) box.pixels.push_back(static_cast<Colour>(i + 1));
+  // Side by side at scales 1 and 2, one at scale 3 below them reaching left
+  // of the origin, one at an eighth: every device pixel shows the pixel of
+  // the one grid of program pixels, each `zoom` layout pixels wide, at its
+  // place in the layout.
   const Output outputs[] = {
       {"A", 0, 0, 1024, 768, 1024, 768},
       {"B", 1024, 0, 800, 600, 1600, 1200},
       {"C", -333, 768, 300, 200, 900, 600},
+      {"D", 0, -800, 800, 800, 100, 100},
   };
   const int zoom = 2;
   for (const Output& o : outputs) {
     SCOPED_TRACE(o.name);
     const ImageData img = wallpaperFor(o, box, true, zoom);
     ASSERT_EQ(std::pair(img.width, img.height), std::pair(o.deviceWidth, o.deviceHeight));
-    const int s = static_cast<int>(o.scale());
+    const int z = std::max(1, static_cast<int>(std::lround(zoom * o.scale())));
+    const auto cell = [&](int place, int device) {  // the grid's cell under a device pixel
+      const long long at = std::llround(place * o.scale()) + device;
+      return 1 + static_cast<int>(((at >= 0 ? at / z : -((-at + z - 1) / z)) % 98 + 98) % 98);
+    };
     for (int v = 0; v < img.height; v += 7)
-      for (int u = 0; u < img.width; u += 5) {
-        // The layout pixel under the device pixel, then the program pixel.
-        const int lx = o.x + u / s, ly = o.y + v / s;
-        const auto wrap = [](int n) { return ((n % kTilePeriod) + kTilePeriod) % kTilePeriod; };
-        const int px = wrap(lx >= 0 ? lx / zoom : -((-lx + zoom - 1) / zoom));
-        const int py = wrap(ly >= 0 ? ly / zoom : -((-ly + zoom - 1) / zoom));
-        ASSERT_EQ(img.at(u, v), box.at(1 + px, 1 + py)) << u << "," << v;
-      }
+      for (int u = 0; u < img.width; u += 5)
+        ASSERT_EQ(img.at(u, v), box.at(cell(o.x, u), cell(o.y, v))) << u << "," << v;
   }
-  // A shape stands in the middle of black, each pixel a block of the zoom.
+  // A shape stands in the middle of black, each pixel a block of the zoom;
+  // on a screen smaller than the box, its middle.
   const ImageData shape = wallpaperFor(outputs[1], box, false, zoom);
   const int left = (1600 - 102 * 4) / 2, top = (1200 - 102 * 4) / 2;
   EXPECT_EQ(shape.at(left - 1, top), kBlack);
@@ -60,18 +54,25 @@ TEST(Wallpaper, OneGridRunsOverEveryOutputAtItsOwnScale) {
   EXPECT_EQ(shape.at(left + 4 * 102 - 1, top + 4 * 102 - 1), box.at(101, 101));
   EXPECT_EQ(shape.at(left + 4 * 102, top), kBlack);
   EXPECT_EQ(std::count(shape.pixels.begin(), shape.pixels.end(), kBlack), 1600 * 1200 - 408 * 408);
+  const ImageData middle = wallpaperFor({"", 0, 0, 50, 40, 50, 40}, box, false, 1);
+  EXPECT_EQ(middle.at(0, 0), box.at(26, 31));
+  EXPECT_EQ(middle.at(49, 39), box.at(75, 70));
 
-  // The zoom follows the largest output, in layout pixels; what a desktop
-  // reports is taken only within bounds.
+  // The zoom follows the largest output, in layout pixels.
   EXPECT_EQ(layoutZoom(outputs, std::nullopt), 1);
   const Output uhd[] = {{"4K", 0, 0, 1920, 1080, 3840, 2160}, outputs[0]};
   EXPECT_EQ(layoutZoom(uhd, std::nullopt), 2);
   EXPECT_EQ(layoutZoom(uhd, "3"), 3);
-  for (const Output& bad :
-       {Output{"", 0, 0, 0, 768, 1024, 768}, Output{"", 0, 0, 100, 100, 100, 16385},
-        Output{"", 0, 0, 100, 100, 1000, 1000}, Output{"", 20000, 0, 9, 9, 9, 9}})
-    EXPECT_FALSE(usable(bad)) << bad.width << "x" << bad.height;
-  EXPECT_TRUE(usable(outputs[2]));
+  // What a desktop reports is drawn for within bounds: sides 1 to 16384,
+  // places within 16384 of the origin, scales 1/8 to 8; one past any, not.
+  for (const Output& o : {Output{"", -16384, 16384, 1, 1, 1, 1}, Output{"", 0, 0, 16, 16, 2, 2},
+                          Output{"", 0, 0, 2048, 16384, 16384, 16384}})
+    EXPECT_TRUE(usable(o)) << o.width << "x" << o.height;
+  for (const Output& o : {Output{"", 0, 0, 0, 9, 9, 9}, Output{"", 0, 0, 9, 0, 9, 9},
+                          Output{"", 0, 0, 9, 9, 9, 16385}, Output{"", -16385, 0, 9, 9, 9, 9},
+                          Output{"", 0, 16385, 9, 9, 9, 9}, Output{"", 0, 0, 17, 17, 2, 2},
+                          Output{"", 0, 0, 2047, 16, 16384, 16}})
+    EXPECT_FALSE(usable(o)) << o.x << "," << o.y << " " << o.width << "x" << o.height;
 }
 
 TEST(Wallpaper, TheDesktopComesFromTheSession) {
@@ -96,89 +97,86 @@ TEST(Wallpaper, TheDesktopComesFromTheSession) {
 
 // The renderer on desktops that take a wallpaper through a program, with
 // the session's variables of each: what it was given, the file it wrote,
-// one line each way; the last five runs kept.
+// one line each way; what could not be done, one line and status 1; the
+// pictures of the last five runs kept, each picture in the history.
 TEST(Wallpaper, TheRendererSetsItOnEachDesktopOrSaysWhereItIs) {
   const testing_support::TempDir dir;
-  const fs::path data = dir / "data", bin = dir / "bin", config = dir / "config";
-  fs::create_directories(bin);
-  // Plasma's tool, standing in: it keeps what it was given.
-  std::ofstream(bin / "plasma-apply-wallpaperimage")
-      << "#!/bin/sh\nprintf '%s\\n' \"$@\" >>'" << (dir / "plasma").string() << "'\n";
-  fs::permissions(bin / "plasma-apply-wallpaperimage", fs::perms::owner_all);
-  const std::string session = "env -u DISPLAY -u WAYLAND_DISPLAY -u SWAYSOCK XDG_DATA_HOME='" +
-                              data.string() + "' XDG_CONFIG_HOME='" + config.string() +
-                              "' GSETTINGS_BACKEND=keyfile PATH='" + bin.string() + ":" +
-                              std::getenv("PATH") + "' ";
-  const auto run = [&](const std::string& variables, const std::string& options, std::string& out) {
-    const std::string command = session + variables + " '" TAVREL_RENDER "' --wallpaper " +
-                                options + " >'" + (dir / "out").string() + "' 2>&1";
-    const int raw = std::system(command.c_str());
+  // Plasma's tool, standing in: it keeps what it was given, and fails when
+  // asked to.
+  fs::create_directories(dir / "bin");
+  std::ofstream(dir / "bin" / "plasma-apply-wallpaperimage")
+      << "#!/bin/sh\n[ -z \"$FAIL\" ] || { echo no plasma here >&2; exit 3; }\n"
+      << "printf '%s\\n' \"$@\" >>" << (dir / "plasma").string() << "\n";
+  fs::permissions(dir / "bin" / "plasma-apply-wallpaperimage", fs::perms::owner_all);
+  const std::string session = "cd '" + dir.path.string() +
+                              "' && env -u DISPLAY -u WAYLAND_DISPLAY -u SWAYSOCK HOME=\"$PWD\" "
+                              "XDG_DATA_HOME=\"$PWD/data\" XDG_STATE_HOME=\"$PWD/state\" "
+                              "XDG_CONFIG_HOME=\"$PWD/config\" GSETTINGS_BACKEND=keyfile "
+                              "PATH=\"$PWD/bin:$PATH\" ";
+  const auto run = [&](const std::string& command) {
+    const int raw = std::system((session + command + " >out 2>&1").c_str());
     std::ifstream in(dir / "out");
-    out.assign(std::istreambuf_iterator<char>(in), {});
-    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+    return std::pair(WIFEXITED(raw) ? WEXITSTATUS(raw) : -1,
+                     std::string(std::istreambuf_iterator<char>(in), {}));
   };
-  const auto gsetting = [&](const char* key) {
-    const std::string command = "XDG_CONFIG_HOME='" + config.string() +
-                                "' GSETTINGS_BACKEND=keyfile gsettings get "
-                                "org.gnome.desktop.background " +
-                                key + " >'" + (dir / "got").string() + "'";
-    EXPECT_EQ(std::system(command.c_str()), 0) << command;
-    std::ifstream in(dir / "got");
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  };
-  const std::string file = data.string() + R"(/tavrel/wallpaper/\d{8}-\d{6}(\.\d+)?-)";
+  const std::string render = "'" TAVREL_RENDER "' --wallpaper ";
+  const std::string gsettings = "gsettings get org.gnome.desktop.background ";
+  const std::string file =
+      "(" + dir.path.string() + R"(/data/tavrel/wallpaper/\d{8}-\d{6}(\.\d+)?-)";
   const struct {
     std::string variables, options;
     int exit;
-    std::string said;                 // a pattern of all it printed, "FILE" for the file
-    std::string uri = "", mode = "";  // GNOME's settings after it; empty: not GNOME
-    bool plasma = false;
+    std::string said;                        // a pattern of all it printed, "FILE" for the file
+    std::string settings = "", plasma = "";  // GNOME's settings after it, Plasma's arguments
   } cases[] = {
       {"XDG_CURRENT_DESKTOP=GNOME", "--generator pattern --screen 640x480", 0,
-       "FILE: set on GNOME\n", "FILE", "'wallpaper'"},
-      {"XDG_CURRENT_DESKTOP=ubuntu:GNOME", "--seed 3", 0, "FILE: set on GNOME\n", "FILE",
-       "'centered'"},
-      {"XDG_CURRENT_DESKTOP=KDE", "--generator pattern", 0, "FILE: set on KDE Plasma\n", "", "",
-       true},
+       "FILE: set on GNOME\n", "'FILE'\n'FILE'\n'wallpaper'\n"},
+      {"XDG_CURRENT_DESKTOP=ubuntu:GNOME", "--seed 3", 0, "FILE: set on GNOME\n",
+       "'FILE'\n'FILE'\n'centered'\n"},
+      {"XDG_CURRENT_DESKTOP=KDE", "--generator pattern", 0, "FILE: set on KDE Plasma\n", "",
+       "FILE\n"},
+      {"XDG_CURRENT_DESKTOP=KDE FAIL=1", "", 1,
+       "tavrel-render: plasma-apply-wallpaperimage failed with status 3: 'no plasma here'; the "
+       "picture is in 'FILE'\n"},
       {"XDG_CURRENT_DESKTOP=KDE PATH=/usr/bin:/bin", "", 1,
-       "tavrel-render: plasma-apply-wallpaperimage is not installed; the picture is in 'FILE'\n",
-       "", "", false},
+       "tavrel-render: plasma-apply-wallpaperimage is not installed; the picture is in 'FILE'\n"},
       {"", "--seed 5 --screen 300x200", 0,
-       "FILE: no desktop found to set it on; the desktop was not changed\n", "", "", false},
+       "FILE: no desktop found to set it on; the desktop was not changed\n"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.variables + " " + c.options);
-    std::string out;
-    EXPECT_EQ(run(c.variables, c.options, out), c.exit) << out;
+    fs::remove(dir / "plasma");
+    const auto [exit, out] = run(c.variables + " " + render + c.options);
+    EXPECT_EQ(exit, c.exit) << out;
     std::smatch m;
     const std::string kind = c.options.find("pattern") != std::string::npos ? "pattern" : "shape";
     // Without --seed, the seed taken from the clock comes first.
-    const std::string said = "(?:seed=\\d+\n)?" + std::regex_replace(c.said, std::regex("FILE"),
-                                                                     "(" + file + kind + ".png)");
+    const std::string said =
+        "(?:seed=\\d+\n)?" + std::regex_replace(c.said, std::regex("FILE"), file + kind + ".png)");
     ASSERT_TRUE(std::regex_match(out, m, std::regex(said))) << out;
-    const fs::path made = m[1].str();
-    const auto png = readPng(made);
-    ASSERT_TRUE(png);
-    EXPECT_TRUE(png->text(kRecipeKeyword));
-    if (c.options.find("--screen ") != std::string::npos) {
-      const std::string size = c.options.substr(c.options.find("--screen ") + 9);
-      EXPECT_EQ(std::to_string(png->image.width) + "x" + std::to_string(png->image.height), size);
-    }
-    if (!c.uri.empty()) {
-      EXPECT_EQ(gsetting("picture-uri"), "'file://" + made.string() + "'\n");
-      EXPECT_EQ(gsetting("picture-uri-dark"), "'file://" + made.string() + "'\n");
-      EXPECT_EQ(gsetting("picture-options"), c.mode + "\n");
-    }
-    if (c.plasma) {
-      std::ifstream in(dir / "plasma");
-      EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), made.string() + "\n");
-    }
+    const auto png = readPng(m[1].str());
+    ASSERT_TRUE(png && png->text(kRecipeKeyword));
+    if (const auto size = c.options.find("--screen "); size != std::string::npos)
+      EXPECT_EQ(std::to_string(png->image.width) + "x" + std::to_string(png->image.height),
+                c.options.substr(size + 9));
+    if (!c.settings.empty())
+      EXPECT_EQ(run("sh -c '" + gsettings + "picture-uri; " + gsettings + "picture-uri-dark; " +
+                    gsettings + "picture-options'")
+                    .second,
+                std::regex_replace(c.settings, std::regex("FILE"), "file://" + m[1].str()));
+    std::ifstream plasma(dir / "plasma");
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(plasma), {}),
+              std::regex_replace(c.plasma, std::regex("FILE"), m[1].str()));
   }
-  // Five runs so far: two more, and the oldest two are gone.
-  std::string out;
-  for (int i = 0; i < 2; ++i) ASSERT_EQ(run("", "--screen 20x20", out), 0) << out;
-  EXPECT_EQ(std::distance(fs::directory_iterator(data / "tavrel" / "wallpaper"), {}),
+  // Six runs so far: one more, and the oldest two are gone; every picture
+  // set is in the history, as picture 1 of its run.
+  auto [exit, out] = run(render + "--seed 9 --screen 20x20");
+  ASSERT_EQ(exit, 0) << out;
+  EXPECT_TRUE(fs::exists(out.substr(0, out.find(':'))));
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir / "data/tavrel/wallpaper"), {}),
             static_cast<long>(kRunsKept));
+  std::tie(exit, out) = run("'" TAVREL_RENDER "' --history");
+  EXPECT_TRUE(std::regex_match(out, std::regex("(.*seed \\d+, picture 1\n){7}"))) << out;
 }
 
 }  // namespace
