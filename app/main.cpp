@@ -56,8 +56,7 @@ int runWindow(int argc, char** argv) {
     std::fprintf(stderr, "tavrel: %s\n", tavrel::cli::displayProblem(nullptr).c_str());
     return 1;
   }
-  tavrel::Session::prepareApplication();
-  auto app = std::make_unique<QApplication>(argc, argv);
+  auto app = tavrel::Session::makeApplication(argc, argv);
   // Names the desktop entry, so that a Wayland desktop shows the window under
   // its icon and name.
   QGuiApplication::setDesktopFileName("io.github.tavrel.Tavrel");

@@ -113,8 +113,7 @@ double median(std::vector<double> v) {
 
 int main(int argc, char** argv) {
   using namespace tavrel;
-  Session::prepareApplication();
-  QApplication app(argc, argv);
+  auto app = Session::makeApplication(argc, argv);
   Input input;
   if (!input.ok()) {
     std::fprintf(stderr, "tavrel_desktop_measure: no X display\n");
@@ -165,7 +164,7 @@ int main(int argc, char** argv) {
         st->sampler.stop();
         const double wall = std::chrono::duration<double>(Clock::now() - st->start).count();
         std::printf("%-32s CPU %5.2f%% of a core", name, 100 * (cpuSeconds() - st->cpu) / wall);
-        if (picture1->isVisible())
+        if (form.isVisible(Control::Picture1))
           std::printf("   picture %5.1f px/s", st->travelled / form.scale() / wall);
         std::printf("\n");
         done();
@@ -233,5 +232,5 @@ int main(int argc, char** argv) {
   phase("regular mode, at rest again");
   script.then(100, [&] { menu(Menu::quit); });
   script.next();
-  return app.exec();
+  return app->exec();
 }

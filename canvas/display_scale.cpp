@@ -27,4 +27,11 @@ int wholeDisplayScale(int width, int height, std::optional<std::string_view> ove
   return std::max(1, static_cast<int>(std::lround(chooseDisplayScale(width, height, override))));
 }
 
+ScaleShare shareDisplayScale(double total, int desktop) {
+  desktop = std::max(1, desktop);
+  // Rounded down: above the rule, the toolkit's dialogs could outgrow the screen.
+  const int toolkit = desktop > 1 ? 1 : std::max(1, static_cast<int>(std::floor(total + 1e-9)));
+  return {toolkit, total / (toolkit * desktop)};
+}
+
 }  // namespace tavrel

@@ -21,4 +21,16 @@ double chooseDisplayScale(int width, int height, std::optional<std::string_view>
 // program pixel a crisp block, as the module and the wallpaper draw them.
 int wholeDisplayScale(int width, int height, std::optional<std::string_view> override = {});
 
+// The whole scale shared between the toolkit, which scales its own widgets
+// and dialogs (icons, margins, arrows) by a whole number, so that a pixel of
+// its own is a whole number of device pixels, and the program, which scales
+// its drawing, controls and font by the rest. Where the desktop has given
+// the toolkit a factor of its own (`desktop` above 1) that stands, and the
+// toolkit takes none of ours: nothing is scaled twice.
+struct ScaleShare {
+  int toolkit;     // the factor given to the toolkit, on top of the desktop's
+  double program;  // device pixels per program pixel, over the toolkit's pixels
+};
+ScaleShare shareDisplayScale(double total, int desktop);
+
 }  // namespace tavrel

@@ -21,7 +21,7 @@ set -euo pipefail
 # (pyatspi, at-spi2-core, in a session bus of their own) and the window
 # manager's properties (xprop, python3-xlib).
 PACKAGES=(cmake ninja-build g++ libgtest-dev libbenchmark-dev qt6-base-dev libpng-dev
-  fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev xscreensaver
+  fonts-dejavu-core fonts-liberation2 libxtst-dev pkg-config libxcb1-dev libxcb-randr0-dev xscreensaver
   xvfb xauth xdotool imagemagick poppler-utils clang libfuzzer-14-dev
   libwayland-dev wayland-protocols qt6-wayland sway grim wtype swaybg
   swayidle swaylock kwin-wayland mutter weston

@@ -281,13 +281,6 @@ void Form::maximize() {
 // queue and are handled after them.
 void Form::DoEvents() {}
 
-QRect Form::picture1Target() const {
-  return QRect(static_cast<int>(std::lround(std::nearbyint(picture1Left_) * scale_)),
-               static_cast<int>(std::lround(std::nearbyint(picture1Top_) * scale_)),
-               static_cast<int>(std::lround(picture1_.width() * scale_)),
-               static_cast<int>(std::lround(picture1_.height() * scale_)));
-}
-
 // What changed on the surfaces is copied to the views, which Qt paints in
 // its own time; Picture1 goes where it now stands.
 void Form::present() {
@@ -297,7 +290,9 @@ void Form::present() {
 }
 
 void Form::placePicture1() {
-  if (picture1View_->geometry() != picture1Target()) picture1View_->setGeometry(picture1Target());
+  picture1View_->place(QPoint(static_cast<int>(std::nearbyint(picture1Left_)),
+                              static_cast<int>(std::nearbyint(picture1Top_))),
+                       picture1Visible_);
 }
 
 // RunHost
@@ -336,8 +331,7 @@ void Form::setVisible(Control c, bool visible) {
       break;
     case Control::Picture1:
       picture1Visible_ = visible;
-      if (visible) placePicture1();
-      picture1View_->setVisible(visible);
+      placePicture1();
       break;
     case Control::Picture2:
       picture2_->setVisible(visible);

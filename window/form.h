@@ -105,7 +105,6 @@ class Form : public QMainWindow, public RunHost {
   void present();
   void finish();
   void placePicture1();
-  QRect picture1Target() const;
   int px(double twips) const;
 
   double scale_;

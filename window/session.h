@@ -9,6 +9,7 @@
 #include "modes/program.h"
 #include "window/form.h"
 
+class QApplication;
 class QScreen;
 
 namespace tavrel {
@@ -26,9 +27,11 @@ class Session {
   // Maximised over the screen's available area, even without a window manager.
   void show();
 
-  // What Qt's platform must know before the QApplication is made; whatever
-  // runs the program calls it first.
-  static void prepareApplication();
+  // The application object, made as the program needs it: Qt's platform
+  // told first what it reads only then (see session.cpp), and the
+  // environment given back as it was, so that nothing of it reaches a
+  // process started from the program. `argc` must outlive it, as Qt's own.
+  static std::unique_ptr<QApplication> makeApplication(int& argc, char** argv);
 
  private:
   std::unique_ptr<Form> form_;

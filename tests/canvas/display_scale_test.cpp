@@ -20,5 +20,28 @@ TEST(DisplayScale, TheSmallerRatioAboveTheDesignSizeAndOverridesInRange) {
     EXPECT_EQ(chooseDisplayScale(1920, 1000, passed), 1.92) << passed;
 }
 
+// The toolkit takes the whole part where the desktop gave it nothing, and
+// nothing where it did; the program keeps the rest, so the product is the
+// total.
+TEST(DisplayScale, TheToolkitTakesAWholeFactorOnlyWhereTheDesktopGaveNone) {
+  struct Row {
+    double total;
+    int desktop, toolkit;
+    double program;
+  };
+  const Row rows[] = {
+      {1, 1, 1, 1},       {1.92, 1, 1, 1.92}, {2, 1, 2, 1},
+      {2.56, 1, 2, 1.28}, {3.84, 1, 3, 1.28}, {2.9999999999999996, 1, 3, 1},
+      {0.5, 1, 1, 0.5},   {8, 1, 8, 1},       {3.84, 2, 1, 1.92},
+      {1.92, 2, 1, 0.96}, {7.68, 2, 1, 3.84}, {3, 3, 1, 1},
+      {2, 0, 2, 1},  // no desktop factor known
+  };
+  for (const Row& r : rows) {
+    const ScaleShare s = shareDisplayScale(r.total, r.desktop);
+    EXPECT_EQ(s.toolkit, r.toolkit) << r.total << " on " << r.desktop;
+    EXPECT_DOUBLE_EQ(s.program, r.program) << r.total << " on " << r.desktop;
+  }
+}
+
 }  // namespace
 }  // namespace tavrel

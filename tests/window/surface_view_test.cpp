@@ -10,6 +10,7 @@
 #include <QtTest/QTest>
 
 #include "window/image_convert.h"
+#include "window/server_stage.h"
 
 namespace tavrel {
 namespace {
@@ -105,6 +106,42 @@ TEST(SurfaceView, ANewSizeIsCopiedWhole) {
   // Same size, same pixels: nothing.
   s.Line(LineFlags::FilledBox, 0, 0, 5, 5, kBlue);
   EXPECT_FALSE(view.refresh());
+}
+
+// A picture kept on the server leaves bare exactly what it stood on and no
+// longer covers: no trail, and nothing under its new place painted over.
+TEST(ServerStage, WhatAMoveLeavesBareIsTheOldBoxLessTheNew) {
+  const QRect at(100, 50, 102, 102);
+  const std::pair<QRect, int> rows[] = {
+      {at.translated(1, 1), 2},
+      {at.translated(-1, -1), 2},
+      {at.translated(4, 0), 1},
+      {at.translated(0, -3), 1},
+      {at, 0},
+      {at.translated(102, 0), 1},
+      {at.translated(300, 9), 1},
+      {at.adjusted(2, 2, -2, -2), 4},  // a smaller picture
+      {at.adjusted(-5, 0, 5, 0), 0},   // a wider one
+      {QRect(), 1},                    // nothing drawn now: all of it
+  };
+  for (const auto& [now, count] : rows) {
+    SCOPED_TRACE(QString("%1,%2 %3x%4")
+                     .arg(now.x())
+                     .arg(now.y())
+                     .arg(now.width())
+                     .arg(now.height())
+                     .toStdString());
+    const Uncovered bare = uncovered(at, now);
+    EXPECT_EQ(bare.count, count);
+    QRegion region;
+    for (int k = 0; k < bare.count; ++k) {
+      const QRect& r = bare.rects[static_cast<std::size_t>(k)];
+      EXPECT_FALSE(region.intersects(r)) << "painted twice";
+      region += r;
+    }
+    EXPECT_EQ(region, QRegion(at).subtracted(now));
+  }
+  EXPECT_EQ(uncovered(QRect(), at).count, 0);  // nothing was drawn
 }
 
 }  // namespace
