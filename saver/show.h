@@ -157,8 +157,8 @@ class Show {
 
   const ImageData* picture() const { return current_.get(); }
   std::uint64_t pictureVersion() const { return pictureVersion_; }
-  // The --fps line, none without --fps.
-  const ImageData* text() const { return fps_ ? &text_ : nullptr; }
+  // The --fps line once a second has been counted; none before, or without --fps.
+  const ImageData* text() const { return textVersion_ ? &text_ : nullptr; }
   std::uint64_t textVersion() const { return textVersion_; }
   const char* rateText() const { return rate_.text(); }
 

@@ -2,91 +2,145 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace tavrel::saver {
 namespace {
 
-Settings parsed(std::vector<std::string> args) {
+using Args = std::vector<std::string>;
+
+constexpr const char* kTargets[] = {"unset", "root", "windowId", "ownWindow", "wayland"};
+
+std::variant<Settings, std::string> parsedOrSaid(Args args) {
   std::vector<char*> argv;
   for (auto& a : args) argv.push_back(a.data());
-  return std::get<Settings>(parseSettings(argv));
+  return parseSettings(argv);
 }
 
-TEST(SaverSettings, WindowIdsInHexOrDecimalAndTheLastWindowOptionCounts) {
+Settings parsed(const Args& args) {
+  return std::get<Settings>(parsedOrSaid(args));
+}
+
+// The fields that differ from the defaults, as words: " interval=50 speed=slow".
+std::string changed(const Settings& s) {
+  static const Settings d = parsed({});
+  std::ostringstream o;
+  const auto field = [&](const char* name, const auto& value, const auto& was) {
+    if (value != was) o << ' ' << name << '=' << value;
+  };
+  const auto seed = [](const Settings& x) { return x.seed ? std::to_string(*x.seed) : "-"; };
+  field("target", kTargets[static_cast<int>(s.target)], kTargets[static_cast<int>(d.target)]);
+  field("id", s.windowId, d.windowId);
+  field("interval", s.interval, d.interval);
+  field("speed", wordOf(s.speed), wordOf(d.speed));
+  field("generator", wordOf(s.run.generator), wordOf(d.run.generator));
+  field("colors", wordOf(s.run.colours), wordOf(d.run.colours));
+  field("style", wordOf(s.run.style), wordOf(d.run.style));
+  field("detail", s.run.detail, d.run.detail);
+  field("saver", s.run.screensaver, d.run.screensaver);
+  field("seed", seed(s), seed(d));
+  field("fps", s.fps, d.fps);
+  field("inputExits", s.inputExits, d.inputExits);
+  field("noHistory", s.noHistory, d.noHistory);
+  field("idle", s.idle.value_or(0), d.idle.value_or(0));
+  field("lockAfter", s.lockAfter.value_or(0), d.lockAfter.value_or(0));
+  field("lock", s.lockCommand, d.lockCommand);
+  field("help", s.help, d.help);
+  field("version", s.version, d.version);
+  return o.str();
+}
+
+// Every option at its limits and one past them, with one dash or two: the
+// fields it sets and no other, or the one line it says.
+TEST(SaverSettings, EveryOptionSetsItsOwnFieldWithinItsLimits) {
+  const Settings d = parsed({});
+  EXPECT_EQ(std::tuple(d.interval, d.run.detail, d.lockCommand),
+            std::tuple(10, "16", "loginctl lock-session"));
+  const std::pair<Args, std::string> cases[] = {
+      {{}, ""},
+      {{"--root"}, " target=root"},
+      {{"-window-id=0x2a"}, " target=windowId id=42"},
+      {{"--window-id", "42", "-root"}, " target=root id=42"},
+      {{"--wayland"}, " target=wayland"},
+      {{"--window-id", "42", "--window"}, " target=ownWindow id=42"},
+      {{"--interval", "1", "--detail", "1", "--idle", "1", "--lock-after", "1", "--seed", "0"},
+       " interval=1 detail=1 seed=0 idle=1 lockAfter=1"},
+      {{"-interval", "50", "-detail", "25", "-idle", "86400", "-lock-after", "86400", "-seed",
+        "4294967295"},
+       " interval=50 detail=25 seed=4294967295 idle=86400 lockAfter=86400"},
+      {{"--speed", "slow", "--generator", "pattern", "--colors", "basic", "--style", "regular"},
+       " speed=slow generator=pattern colors=basic style=regular"},
+      {{"--fps", "-no-history", "--no-input-exit", "--lock-command", "swaylock -f"},
+       " fps=1 inputExits=0 noHistory=1 lock=swaylock -f"},
+      {{"-h", "--version"}, " help=1 version=1"},
+      {{"--window-id", "0"}, "--window-id: '0' is not a window id (hex with 0x, or decimal)"},
+      {{"--interval", "0"}, "--interval: '0' is not a number of seconds from 1 to 50"},
+      {{"--interval", "51"}, "--interval: '51' is not a number of seconds from 1 to 50"},
+      {{"--interval", ""}, "--interval: '' is not a number of seconds from 1 to 50"},
+      {{"--detail", "0"}, "--detail: '0' is not a detail from 1 to 25"},
+      {{"--detail", "26"}, "--detail: '26' is not a detail from 1 to 25"},
+      {{"--idle", "0"}, "--idle: '0' is not a number of seconds from 1 to 86400"},
+      {{"--idle", "86401"}, "--idle: '86401' is not a number of seconds from 1 to 86400"},
+      {{"--idle", "5m"}, "--idle: '5m' is not a number of seconds from 1 to 86400"},
+      {{"--lock-after", "0"}, "--lock-after: '0' is not a number of seconds from 1 to 86400"},
+      {{"-lock-after=86401"}, "--lock-after: '86401' is not a number of seconds from 1 to 86400"},
+      {{"--seed", "4294967296"}, "--seed: '4294967296' is not a seed from 0 to 4294967295"},
+      {{"--speed", "Fast"}, "--speed: speed must be slow or fast, not 'Fast'"},
+      {{"--colors", "user"}, "--colors: colors must be true or basic, not 'user'"},
+      {{"--lock-command", " \t"}, "--lock-command: is empty"},
+      {{"--lock-command"}, "--lock-command needs a value (CMD)"},
+      {{"--fps=1"}, "--fps takes no value"},
+      {{"--bogus"}, "unknown option '--bogus'"},
+  };
+  for (const auto& [args, says] : cases) {
+    const auto r = parsedOrSaid(args);
+    const auto* s = std::get_if<Settings>(&r);
+    EXPECT_EQ(s ? changed(*s) : std::get<std::string>(r), says);
+  }
+}
+
+TEST(SaverSettings, WindowIdsInHexOrDecimal) {
   EXPECT_EQ(parseWindowId("0XABCdef"), 0xABCDEFu);
+  EXPECT_EQ(parseWindowId("1"), 1u);
   EXPECT_EQ(parseWindowId("4294967295"), 0xFFFFFFFFu);
   for (const char* bad : {"", "0x", "0", "x12", "12a", "-5", " 5", "0x100000000", "4294967296"})
     EXPECT_FALSE(parseWindowId(bad)) << bad;
-  const Settings s = parsed({"--root", "-window-id=0x2a"});
-  EXPECT_EQ(std::pair(s.target, s.windowId), std::pair(Target::windowId, 42u));
-  EXPECT_EQ(parsed({"--window-id", "42", "-root"}).target, Target::root);
 }
 
 // A daemon's X window always wins; with no window option, a Wayland desktop
-// is chosen when there is one.
+// is chosen when there is one. Waiting for idleness and locking are the
+// Wayland side's own, and input ends what --idle shows.
 TEST(SaverSettings, TheTargetFromOptionsAndEnvironment) {
-  const std::tuple<std::vector<std::string>, const char*, const char*, Target, std::uint32_t>
-      cases[] = {
-          {{}, nullptr, nullptr, Target::ownWindow, 0},
-          {{}, "", "", Target::ownWindow, 0},
-          {{}, nullptr, "wayland-1", Target::wayland, 0},
-          {{}, "0x2a", "wayland-1", Target::windowId, 42},
-          {{"--root"}, nullptr, "wayland-1", Target::root, 0},
-          {{"--root"}, "7", nullptr, Target::windowId, 7},
-          {{"--window"}, "7", "wayland-1", Target::ownWindow, 0},
-          {{"--window-id", "9"}, "7", "wayland-1", Target::windowId, 9},
-          {{"--wayland"}, "7", nullptr, Target::wayland, 0},
-          {{"--root", "--wayland"}, nullptr, nullptr, Target::wayland, 0},
-          // Waiting for idleness and locking are the Wayland side's own.
-          {{"--idle", "300"}, "7", nullptr, Target::wayland, 0},
-          {{"--wayland", "--lock-after", "1"}, nullptr, "wayland-1", Target::wayland, 0},
-      };
-  for (const auto& [args, xWindow, wayland, target, id] : cases) {
-    const auto chosen = chooseTarget(parsed(args), xWindow, wayland);
-    ASSERT_TRUE(std::holds_alternative<Resolved>(chosen)) << args.size();
-    const Resolved r = std::get<Resolved>(chosen);
-    EXPECT_EQ(std::pair(r.target, r.windowId), std::pair(target, id))
-        << (args.empty() ? "" : args[0]) << " " << (xWindow ? xWindow : "-") << " "
-        << (wayland ? wayland : "-");
-  }
-  EXPECT_TRUE(std::holds_alternative<std::string>(chooseTarget(parsed({}), "junk", "wayland-1")));
-  // On X11 the daemon watches idleness and locks; input ends what --idle shows.
-  for (const std::vector<std::string>& refused : {std::vector<std::string>{"--idle", "9", "--root"},
-                                                  {"--window-id", "7", "--lock-after", "5"},
-                                                  {"--idle", "9", "--window"},
-                                                  {"--idle", "9", "--no-input-exit"}})
-    EXPECT_TRUE(std::holds_alternative<std::string>(chooseTarget(parsed(refused), nullptr, "w")))
-        << refused[0] << " " << refused[2];
-}
-
-// The seconds of --idle and --lock-after at their limits and one past; the
-// lock command as given, never empty.
-TEST(SaverSettings, IdleAndLockOptions) {
-  const std::tuple<std::vector<std::string>, std::string> cases[] = {
-      {{"--idle", "1"}, ""},
-      {{"--idle", "86400", "--lock-after", "86400"}, ""},
-      {{"--idle", "0"}, "--idle: '0' is not a number of seconds from 1 to 86400"},
-      {{"--lock-after", "86401"},
-       "--lock-after: '86401' is not a number of seconds from 1 to 86400"},
-      {{"--idle", "5m"}, "--idle: '5m' is not a number of seconds from 1 to 86400"},
-      {{"--lock-command", " "}, "--lock-command: is empty"},
-      {{"--lock-command"}, "--lock-command needs a value (CMD)"},
+  const std::tuple<Args, const char*, const char*, std::string> cases[] = {
+      {{}, nullptr, nullptr, "ownWindow 0"},
+      {{}, "", "", "ownWindow 0"},
+      {{}, nullptr, "wayland-1", "wayland 0"},
+      {{}, "0x2a", "wayland-1", "windowId 42"},
+      {{}, "junk", "wayland-1", "XSCREENSAVER_WINDOW 'junk' is not a window id"},
+      {{"--root"}, nullptr, "wayland-1", "root 0"},
+      {{"--root"}, "7", nullptr, "windowId 7"},
+      {{"--window"}, "7", "wayland-1", "ownWindow 0"},
+      {{"--window-id", "9"}, "7", "wayland-1", "windowId 9"},
+      {{"--wayland"}, "7", nullptr, "wayland 0"},
+      {{"--root", "--wayland"}, nullptr, nullptr, "wayland 0"},
+      {{"--idle", "300"}, "7", nullptr, "wayland 0"},
+      {{"--wayland", "--lock-after", "1"}, nullptr, "wayland-1", "wayland 0"},
+      {{"--no-input-exit", "--lock-after", "1"}, nullptr, nullptr, "wayland 0"},
+      {{"--idle", "9", "--root"}, nullptr, "w", "--idle is for Wayland desktops; on X11"},
+      {{"--window-id", "7", "--lock-after", "5"}, nullptr, "w", "--lock-after is for Wayland"},
+      {{"--idle", "9", "--window"}, nullptr, "w", "--idle is for Wayland desktops; on X11"},
+      {{"--idle", "9", "--no-input-exit"}, nullptr, "w", "--idle takes its pictures away"},
   };
-  for (const auto& [args, says] : cases) {
-    std::vector<std::string> owned = args;
-    std::vector<char*> argv;
-    for (auto& a : owned) argv.push_back(a.data());
-    const auto r = parseSettings(argv);
-    EXPECT_EQ(std::holds_alternative<Settings>(r) ? "" : std::get<std::string>(r), says);
+  for (const auto& [args, xWindow, wayland, says] : cases) {
+    const auto chosen = chooseTarget(parsed(args), xWindow, wayland);
+    const Resolved* r = std::get_if<Resolved>(&chosen);
+    const std::string said =
+        r ? std::string(kTargets[static_cast<int>(r->target)]) + " " + std::to_string(r->windowId)
+          : std::get<std::string>(chosen);
+    EXPECT_EQ(said.substr(0, says.size()), says) << (args.empty() ? "" : args[0]);
   }
-  const Settings s = parsed({"--idle", "86400", "--lock-command", "swaylock -f"});
-  EXPECT_EQ(std::tuple(*s.idle, s.lockAfter, s.lockCommand),
-            std::tuple(86400, std::optional<int>(), std::string("swaylock -f")));
-  EXPECT_EQ(parsed({}).lockCommand, "loginctl lock-session");
-  EXPECT_TRUE(parsed({}).inputExits);
-  EXPECT_FALSE(parsed({"-no-input-exit"}).inputExits);
 }
 
 }  // namespace
