@@ -167,7 +167,9 @@ TEST_F(HistoryFile, ABrokenFileIsMovedAsideWithOneLineAndItsNumbersGoOn) {
       if (name == "huge") fs::resize_file(file_, std::uintmax_t{1} << 32);  // sparse
       if (name == "a link") fs::create_symlink(elsewhere, file_);
       if (name == "a FIFO" || name == "a folder") fs::remove(file_);
-      if (name == "a FIFO") ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0);
+      if (name == "a FIFO") {
+        ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0);
+      }
       if (name == "a folder") fs::create_directory(file_);
       warnings_.clear();
       History h = history();
