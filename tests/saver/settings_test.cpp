@@ -25,31 +25,26 @@ Settings parsed(const Args& args) {
 
 // The fields that differ from the defaults, as words: " interval=50 speed=slow".
 std::string changed(const Settings& s) {
-  static const Settings d = parsed({});
-  std::ostringstream o;
-  const auto field = [&](const char* name, const auto& value, const auto& was) {
-    if (value != was) o << ' ' << name << '=' << value;
+  const auto fields = [](const Settings& x) {
+    std::ostringstream o;
+    o << "target=" << kTargets[static_cast<int>(x.target)] << "\nid=" << x.windowId
+      << "\ninterval=" << x.interval << "\nspeed=" << wordOf(x.speed)
+      << "\ngenerator=" << wordOf(x.run.generator) << "\ncolors=" << wordOf(x.run.colours)
+      << "\nstyle=" << wordOf(x.run.style) << "\ndetail=" << x.run.detail
+      << "\nsaver=" << x.run.screensaver << "\nseed=" << (x.seed ? std::to_string(*x.seed) : "-")
+      << "\nfps=" << x.fps << "\ninputExits=" << x.inputExits << "\nnoHistory=" << x.noHistory
+      << "\nidle=" << x.idle.value_or(0) << "\nlockAfter=" << x.lockAfter.value_or(0)
+      << "\nlock=" << x.lockCommand << "\nhelp=" << x.help << "\nversion=" << x.version;
+    std::vector<std::string> all;
+    std::istringstream in(o.str());
+    for (std::string field; std::getline(in, field);) all.push_back(field);
+    return all;
   };
-  const auto seed = [](const Settings& x) { return x.seed ? std::to_string(*x.seed) : "-"; };
-  field("target", kTargets[static_cast<int>(s.target)], kTargets[static_cast<int>(d.target)]);
-  field("id", s.windowId, d.windowId);
-  field("interval", s.interval, d.interval);
-  field("speed", wordOf(s.speed), wordOf(d.speed));
-  field("generator", wordOf(s.run.generator), wordOf(d.run.generator));
-  field("colors", wordOf(s.run.colours), wordOf(d.run.colours));
-  field("style", wordOf(s.run.style), wordOf(d.run.style));
-  field("detail", s.run.detail, d.run.detail);
-  field("saver", s.run.screensaver, d.run.screensaver);
-  field("seed", seed(s), seed(d));
-  field("fps", s.fps, d.fps);
-  field("inputExits", s.inputExits, d.inputExits);
-  field("noHistory", s.noHistory, d.noHistory);
-  field("idle", s.idle.value_or(0), d.idle.value_or(0));
-  field("lockAfter", s.lockAfter.value_or(0), d.lockAfter.value_or(0));
-  field("lock", s.lockCommand, d.lockCommand);
-  field("help", s.help, d.help);
-  field("version", s.version, d.version);
-  return o.str();
+  static const auto defaults = fields(parsed({}));
+  std::string out;
+  for (std::size_t i = 0; const std::string& field : fields(s))
+    if (field != defaults[i++]) out += ' ' + field;
+  return out;
 }
 
 // Every option at its limits and one past them, with one dash or two: the
