@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <cmath>
 
+#include <cmath>
 #include <fstream>
 #include <regex>
 
@@ -77,10 +77,7 @@ TEST(Wallpaper, OneGridRunsOverEveryOutputAtItsOwnScale) {
 }
 
 TEST(Wallpaper, TheDesktopComesFromTheSession) {
-  const struct {
-    const char *current, *sway, *display;
-    Desktop desktop;
-  } cases[] = {
+  const std::tuple<const char*, const char*, const char*, Desktop> cases[] = {
       {"GNOME", nullptr, ":0", Desktop::gnome},
       {"ubuntu:GNOME", nullptr, nullptr, Desktop::gnome},
       {"KDE", "/run/sway", ":0", Desktop::kde},
@@ -90,10 +87,9 @@ TEST(Wallpaper, TheDesktopComesFromTheSession) {
       {"GNOMEISH", nullptr, "", Desktop::none},
       {nullptr, nullptr, nullptr, Desktop::none},
   };
-  for (const auto& c : cases)
-    EXPECT_EQ(desktopOf(c.current, c.sway, c.display), c.desktop)
-        << (c.current ? c.current : "-") << (c.sway ? c.sway : "-")
-        << (c.display ? c.display : "-");
+  for (const auto& [current, sway, display, desktop] : cases)
+    EXPECT_EQ(desktopOf(current, sway, display), desktop)
+        << (current ? current : "-") << (sway ? sway : "-") << (display ? display : "-");
 }
 
 // The renderer on desktops that take a wallpaper through a program, with
