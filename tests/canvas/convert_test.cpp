@@ -11,7 +11,7 @@ namespace {
 
 // Int rounds down; CLng and the pixel of Line and Point round to the
 // nearest, ties to even, the pixel after a trip through a single.
-TEST(Convert, RoundingRules) {
+TEST(Convert, RoundingRulesValAndTextOfNumbers) {
   const std::tuple<double, double, Long, int> rows[] = {
       {2.9, 2, 3, 3},     {-0.5, -1, 0, 0}, {2.5, 2, 2, 2},         {3.5, 3, 4, 4},
       {-1.5, -2, -2, -2}, {6.5, 6, 6, 6},   {3.4999999999, 3, 3, 4}};
@@ -29,15 +29,13 @@ TEST(Convert, RoundingRules) {
   EXPECT_THROW(CInt(32767.5), RuntimeError);
   EXPECT_THROW(QBColor(16), RuntimeError);
   EXPECT_THROW(QBColor(-1), RuntimeError);
-}
 
-TEST(Convert, ValReadsTheLeadingNumberAndNumbersBecomeText) {
-  const std::pair<const char*, double> rows[] = {
+  const std::pair<const char*, double> vals[] = {
       {"12abc", 12}, {"", 0},           {"abc", 0},    {"  -2.5", -2.5}, {"1 2", 12},
       {".5", 0.5},   {"1e3x", 1000},    {"1e", 1},     {"-", 0},         {"2d2", 200},
       {"+7", 7},     {"1E-2", 0.01},    {"1e-400", 0}, {"\t3\r\n", 3},   {"4.", 4},
       {"5e 1", 50},  {"-.25e+1", -2.5}, {"1.5.5", 1.5}};
-  for (const auto& [text, value] : rows) EXPECT_EQ(Val(text), value) << text;
+  for (const auto& [text, value] : vals) EXPECT_EQ(Val(text), value) << text;
   EXPECT_THROW(Val("1e309"), RuntimeError);
   const std::pair<std::string, const char*> texts[] = {
       {Str(5), " 5"},           {Str(-5), "-5"},

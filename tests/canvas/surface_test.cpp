@@ -112,7 +112,7 @@ TEST(Surface, LazyErasingAgreesWithEagerErasingAcrossItsLimits) {
         "l 40 9 30 9 1", "f 0 0 299 39 16777215", "c"}},
       {"fills stop only at the boundary colour, then a wipe",
        {"k 16777215", "p 4000 1", "p 500 255", "F 150 20 65280", "F 150 20 65280", "F 10 10 255",
-        "F 0 0 1", "F -1 5 255", "F 300 5 255", "f 0 0 299 39 16777215", "c"}},
+        "F 0 0 1", "F -1 5 255", "F 300 5 255", "F 5 40 255", "f 0 0 299 39 16777215", "c"}},
       {"a fill over the picture, then a wipe",
        {"i", "p 200 1", "F 3 2 65280", "F 3 2 65280", "F 20 20 1", "f 0 0 3 3 16777215", "c"}},
       {"pictures copied past the edges, then a wipe",

@@ -12,7 +12,7 @@ namespace {
 
 using stages::Centre;
 
-TEST(TileWalk, FrameTestRoundsDownOnBothSidesAndCrossingLimitIs25) {
+TEST(TileWalk, FrameTestCrossingLimitAndCornerPatch) {
   AppState st;
   st.swidth = 100;
   const Centre c{400, 300};
@@ -30,11 +30,9 @@ TEST(TileWalk, FrameTestRoundsDownOnBothSidesAndCrossingLimitIs25) {
   EXPECT_TRUE(tile::tooManyCrossings(st));
   st.nsides = 0;  // the side count does not scale a tile's limit
   EXPECT_TRUE(tile::tooManyCrossings(st));
-}
 
-// A tile quarter: the frame, and a diagonal arm closing off the top left
-// corner. The patch looks at (56, 56) on the left and (144, 56) on the right.
-TEST(TileCornerPatch, TheLeftCornerTakesTheRightOnesColourOnlyWhenItIsWhite) {
+  // A tile quarter: the frame, and a diagonal arm closing off the top left
+  // corner. The patch looks at (56, 56) on the left and (144, 56) on the right.
   // Painted left, right, then the left and the brush after; 0: the left stays white.
   const std::array<Colour, 4> cases[] = {
       {0x0000FF, kWhite, 0x0000FF, 0x123456},  // already painted: nothing, not even the brush
