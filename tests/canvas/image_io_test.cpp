@@ -23,14 +23,12 @@ ImageData smallColours() {
   return img;
 }
 
-TEST(Zoom, EveryPixelBecomesABlock) {
+TEST(Zoom, EveryPixelBecomesABlockAndPngColoursAndTextsComeBackExact) {
   const ImageData img = smallColours(), big = zoomed(img, 3);
   ASSERT_EQ(std::pair(big.width, big.height), std::pair(15, 9));
   for (int y = 0; y < 9; ++y)
     for (int x = 0; x < 15; ++x) EXPECT_EQ(big.at(x, y), img.at(x / 3, y / 3)) << x << "," << y;
-}
 
-TEST(Png, ColoursAndTextsComeBackExact) {
   const PngTexts texts = {
       {"Tavrel recipe", "a=1\nb=ü\n"}, {"Comment", ""}, {"Long", std::string(70000, 'x')}};
   const auto back = decodePng(encodePng(smallColours(), texts));

@@ -12,11 +12,8 @@ namespace {
 
 constexpr Colour W = kWhite;
 
-int count(const Surface& s, Colour c) {
-  int n = 0;
-  for (int y = 0; y < s.height(); ++y)
-    for (int x = 0; x < s.width(); ++x) n += s.pixel(x, y) == c;
-  return n;
+long count(const Surface& s, Colour c) {
+  return std::ranges::count(s.Image()->pixels, c);
 }
 
 TEST(Surface, PlotsLandWherePointReadsAndLinesStopShortOfTheirEnd) {
@@ -30,7 +27,7 @@ TEST(Surface, PlotsLandWherePointReadsAndLinesStopShortOfTheirEnd) {
   for (auto [x, y] : {std::pair{-1.0, 0.0}, {10.0, 0.0}, {0.0, 9.6}}) EXPECT_EQ(s.Point(x, y), -1);
   s.plot(-3, 4, OutlineColor);  // off the surface: nothing, no error
   s.Line(LineFlags::Line, 0, 9, 6, 7, 0x00FF00);
-  EXPECT_EQ(std::pair(count(s, W), count(s, 0x00FF00)), std::pair(92, 6));
+  EXPECT_EQ(std::pair(count(s, W), count(s, 0x00FF00)), std::pair(92L, 6L));
 }
 
 // The same drawing on the surface and on a model that erases at once, fills
@@ -95,10 +92,7 @@ TEST(Surface, LazyErasingAgreesWithEagerErasingAcrossItsLimits) {
   // axis; F X Y C: a fill in brush C up to the boundary colour 1; P X Y: the
   // picture copied to (X, Y); k C: back colour C (an erase); c: Cls; i / n:
   // the picture set / taken away; r W H: resize.
-  const struct {
-    const char* what;
-    std::vector<std::string> steps;
-  } rows[] = {
+  const std::pair<const char*, std::vector<std::string>> rows[] = {
       {"a wipe leaves 4096 pixels", {"k 16777215", "q 4096 1", "f 0 0 149 39 16777215", "c"}},
       {"a wipe leaves 4097 pixels", {"k 16777215", "q 4097 1", "f 0 0 149 39 16777215", "c"}},
       {"a wipe takes them all", {"k 16777215", "p 5000 255", "f -5 -5 400 100 16777215", "c"}},
@@ -118,7 +112,7 @@ TEST(Surface, LazyErasingAgreesWithEagerErasingAcrossItsLimits) {
         "l 40 9 30 9 1", "f 0 0 299 39 16777215", "c"}},
       {"fills stop only at the boundary colour, then a wipe",
        {"k 16777215", "p 4000 1", "p 500 255", "F 150 20 65280", "F 150 20 65280", "F 10 10 255",
-        "F 0 0 1", "F -1 5 255", "F 300 5 255", "f 0 0 299 39 16777215", "c"}},
+        "F 0 0 1", "F -1 5 255", "F 300 5 255", "F 5 40 255", "f 0 0 299 39 16777215", "c"}},
       {"a fill over the picture, then a wipe",
        {"i", "p 200 1", "F 3 2 65280", "F 3 2 65280", "F 20 20 1", "f 0 0 3 3 16777215", "c"}},
       {"pictures copied past the edges, then a wipe",
@@ -127,8 +121,8 @@ TEST(Surface, LazyErasingAgreesWithEagerErasingAcrossItsLimits) {
       {"resize keeps what fits",
        {"k 16777215", "p 500 1", "r 200 50", "c", "r 300 40", "p 10 1", "f 0 0 299 39 16777215"}},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
+  for (const auto& [what, steps] : rows) {
+    SCOPED_TRACE(what);
     Surface s(300, 40, kBlack);
     Model m{300, 40, kBlack};
     bool shown = false;
@@ -137,46 +131,42 @@ TEST(Surface, LazyErasingAgreesWithEagerErasingAcrossItsLimits) {
       seed = seed * 1103515245u + 12345u;
       return static_cast<int>((seed >> 8) % static_cast<std::uint32_t>(below));
     };
-    for (const std::string& step : row.steps) {
+    for (const std::string& step : steps) {
       std::istringstream in(step);
       char op = 0;
-      long long n = 0;
-      double x0 = 0, y0 = 0, x1 = 0, y1 = 0;  // whole numbers but for the far ends of lines
-      Colour c = 0;
+      std::vector<double> v;  // whole numbers but for the far ends of lines
       in >> op;
+      for (double d; in >> d;) v.push_back(d);
+      const Colour c = v.empty() ? 0 : static_cast<Colour>(v.back());  // the last is a colour
+      const auto whole = [&](int i) { return static_cast<int>(std::clamp(v[i], -1e6, 1e6)); };
       Model before = m;
-      const auto whole = [](double v) { return static_cast<int>(std::clamp(v, -1e6, 1e6)); };
       if (op == 'p' || op == 'q') {
-        in >> n >> c;
-        for (long long i = 0; i < n; ++i) {
+        for (int i = 0; i < v[0]; ++i) {
           const int x = op == 'q' ? 150 + next(150) : next(300), y = next(40);
           s.plot(x, y, c);
           m.fill(x, y, x, y, c);
         }
       } else if (op == 'b' || op == 'f' || op == 'l') {
-        in >> x0 >> y0 >> x1 >> y1 >> c;
         s.Line(op == 'b'   ? LineFlags::Box
                : op == 'f' ? LineFlags::FilledBox
                            : LineFlags::Line,
-               x0, y0, x1, y1, c);
+               v[0], v[1], v[2], v[3], c);
         (m.*(op == 'b'   ? &Model::box
              : op == 'f' ? &Model::fill
-                         : &Model::line))(whole(x0), whole(y0), whole(x1), whole(y1), c);
+                         : &Model::line))(whole(0), whole(1), whole(2), whole(3), c);
       } else if (op == 'F') {
-        in >> x0 >> y0 >> c;
         s.DeleteObject(s.SelectObject(s.hDC(), s.CreateSolidBrush(c)));
-        const bool painted = s.FloodFill(s.hDC(), whole(x0), whole(y0), OutlineColor) != 0;
-        ASSERT_EQ(painted, m.flood(whole(x0), whole(y0), c)) << step;
+        ASSERT_EQ(s.FloodFill(s.hDC(), whole(0), whole(1), OutlineColor) != 0,
+                  m.flood(whole(0), whole(1), c))
+            << step;
       } else if (op == 'P') {
-        in >> x0 >> y0;
-        s.PaintPicture(*picture, x0, y0, 7, 5, 0, 0, 7, 5);
-        m.paste(*picture, whole(x0), whole(y0));
+        s.PaintPicture(*picture, v[0], v[1], 7, 5, 0, 0, 7, 5);
+        m.paste(*picture, whole(0), whole(1));
       } else if (op == 'r') {
-        in >> x1 >> y1;
-        s.resize(whole(x1), whole(y1));
-        m.resize(whole(x1), whole(y1));
+        s.resize(whole(0), whole(1));
+        m.resize(whole(0), whole(1));
       } else {  // an erase
-        if (op == 'k') in >> m.back, s.setBackColor(m.back);
+        if (op == 'k') s.setBackColor(m.back = c);
         if (op == 'c') s.Cls();
         if (op == 'i' || op == 'n') s.setPicture((shown = op == 'i') ? picture : nullptr);
         m.fill(0, 0, m.w, m.h, m.back);

@@ -13,22 +13,15 @@ namespace {
 
 // 'text' as quotedText shows it, cut after `text` when `cut`.
 std::string inQuotes(const std::string& text, bool cut = false) {
-  std::string out(1, '\'');
-  out.append(text).append(cut ? "...'" : "'");
-  return out;
+  return '\'' + text + (cut ? "...'" : "'");
 }
 
 std::string repeated(const std::string& s, int n) {
-  std::string out;
-  for (int i = 0; i < n; ++i) out += s;
-  return out;
+  return n ? s + repeated(s, n - 1) : "";
 }
 
 TEST(Text, QuotedTextIsOnePrintableShortLine) {
-  const struct {
-    std::string text, quoted;
-    bool printable;
-  } cases[] = {
+  const std::tuple<std::string, std::string, bool> cases[] = {
       {"16", "'16'", true},
       {"", "''", true},
       {"grün", "'grün'", true},  // UTF-8 stays as it is
@@ -47,9 +40,9 @@ TEST(Text, QuotedTextIsOnePrintableShortLine) {
       {std::string(30, '\xe4'), inQuotes(repeated("\\xe4", 25), true), false},  // 4 places each
       {repeated("ä", 101), inQuotes(repeated("ä", 100), true), true},           // 1 place each
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(quotedText(c.text), c.quoted) << c.quoted;
-    EXPECT_EQ(isPrintableText(c.text), c.printable) << c.quoted;
+  for (const auto& [text, quoted, printable] : cases) {
+    EXPECT_EQ(quotedText(text), quoted) << quoted;
+    EXPECT_EQ(isPrintableText(text), printable) << quoted;
   }
 }
 
@@ -63,10 +56,7 @@ TEST(Text, ARandomStateIsTakenOnlyAsTheSourceWritesIt) {
   };
   const auto firstWord = good.find(' ');
   const auto index = good.rfind(' ') + 1;
-  const struct {
-    std::string state;
-    bool taken;
-  } cases[] = {
+  const std::pair<std::string, bool> cases[] = {
       {good, true},
       {std::string(2, '0').append(good), true},         // leading zeros
       {with(zeros, 0, 1, "2147483648"), true},          // one live bit
@@ -82,13 +72,11 @@ TEST(Text, ARandomStateIsTakenOnlyAsTheSourceWritesIt) {
       {with(good, firstWord, 1, "\t"), false},
       {good + "x", false},
   };
-  for (const auto& c : cases) {
+  for (const auto& [state, taken] : cases) {
     Random r(7);
     const std::string before = r.state();
-    EXPECT_EQ(r.setState(c.state), c.taken) << c.state.substr(0, 40);
-    if (!c.taken) {
-      EXPECT_EQ(r.state(), before);
-    }
+    EXPECT_EQ(r.setState(state), taken) << state.substr(0, 40);
+    EXPECT_TRUE(taken || r.state() == before);
   }
   Random r;
   ASSERT_TRUE(r.setState(std::string(2, '0').append(good)));

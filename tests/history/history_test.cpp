@@ -51,10 +51,7 @@ TEST(HistoryText, ReadsWhatItWritesAndRefusesEveryBrokenPart) {
     text.replace(text.find(from), from.size(), to);
     return text;
   };
-  const struct {
-    std::string text;
-    bool read;
-  } rows[] = {
+  const std::pair<std::string, bool> rows[] = {
       {historyHeader(0), true},
       {"", false},
       {"garbage\n", false},
@@ -78,7 +75,7 @@ TEST(HistoryText, ReadsWhatItWritesAndRefusesEveryBrokenPart) {
       {good + "x", false},                                   // something after the last
       {changed("text1=0", "text1=0\nz=" + std::string(kMaxHistoryRecord, 'x')), false},
   };
-  for (const auto& row : rows) EXPECT_EQ(parseHistory(row.text).has_value(), row.read) << row.text;
+  for (const auto& [text, read] : rows) EXPECT_EQ(parseHistory(text).has_value(), read) << text;
 }
 
 class HistoryFile : public testing::Test {
@@ -143,12 +140,8 @@ TEST_F(HistoryFile, ABrokenFileIsMovedAsideWithOneLineAndItsNumbersGoOn) {
   const std::string good = historyHeader(40) + historyRecord(entry(41, 1));
   std::string refused = good + historyRecord(entry(57, 2));
   refused.replace(refused.rfind("surface="), 9, "surface=-");
-  const struct {
-    const char* name;
-    std::string text;    // what the file holds
-    std::uint64_t next;  // the number the next picture gets
-    const char* why;
-  } cases[] = {
+  // What stands there, what the file holds, the number the next picture gets, and why.
+  const std::tuple<std::string, std::string, std::uint64_t, const char*> cases[] = {
       {"garbage", "\x89PNG garbage\n", 1, "is broken"},
       {"cut short", good.substr(0, good.size() - 3), 42, "is broken"},
       {"a recipe refused", refused, 58, "is broken"},
@@ -158,29 +151,23 @@ TEST_F(HistoryFile, ABrokenFileIsMovedAsideWithOneLineAndItsNumbersGoOn) {
       {"a folder", "", 1, "is not a regular file"},
   };
   for (bool reader : {true, false})
-    for (const auto& c : cases) {
-      const std::string name = c.name;
+    for (const auto& [name, text, next, why] : cases) {
       SCOPED_TRACE(name + (reader ? ", read" : ", written"));
       fs::remove_all(dir_ / "tavrel");
       fs::create_directories(dir_ / "tavrel");
-      std::ofstream(name == "a link" ? elsewhere : file_) << c.text;
+      ASSERT_EQ(name == "a FIFO" ? ::mkfifo(file_.c_str(), 0600) : 0, 0);
+      if (name == "a folder") fs::create_directory(file_);
+      if (!text.empty()) std::ofstream(name == "a link" ? elsewhere : file_) << text;
       if (name == "huge") fs::resize_file(file_, std::uintmax_t{1} << 32);  // sparse
       if (name == "a link") fs::create_symlink(elsewhere, file_);
-      if (name == "a FIFO" || name == "a folder") fs::remove(file_);
-      if (name == "a FIFO") {
-        ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0);
-      }
-      if (name == "a folder") fs::create_directory(file_);
       warnings_.clear();
       History h = history();
-      if (reader) {
-        EXPECT_TRUE(h.entries().empty());
-      }
+      EXPECT_TRUE(!reader || h.entries().empty());
       ASSERT_TRUE(h.add(recipeOf(3), 3, 1));
       ASSERT_TRUE(h.add(recipeOf(4), 4, 2));
-      EXPECT_EQ(kept(), std::tuple(c.next, c.next + 1, 2u));
+      EXPECT_EQ(kept(), std::tuple(next, next + 1, 2u));
       ASSERT_EQ(warnings_.size(), 1u);
-      EXPECT_EQ(warnings_[0], "the history '" + file_.string() + "' " + c.why +
+      EXPECT_EQ(warnings_[0], "the history '" + file_.string() + "' " + why +
                                   "; it is moved aside to '" + file_.string() +
                                   ".broken' and a new one begun");
       EXPECT_TRUE(fs::exists(fs::symlink_status(dir_ / "tavrel" / "history.broken")));
@@ -194,10 +181,7 @@ TEST_F(HistoryFile, ABrokenFileIsMovedAsideWithOneLineAndItsNumbersGoOn) {
 TEST(HistoryFor, TheSettingsFileOrTheRunTurnsItOff) {
   const fs::path ini = fs::path(std::getenv("XDG_CONFIG_HOME")) / "tavrel" / "tavrel.ini";
   fs::create_directories(ini.parent_path());
-  const struct {
-    std::string text;
-    bool kept;
-  } rows[] = {
+  const std::pair<std::string, bool> rows[] = {
       {"", true},
       {"[tavrel]\nhistory=off\n", false},
       {"history = off", false},
@@ -208,9 +192,9 @@ TEST(HistoryFor, TheSettingsFileOrTheRunTurnsItOff) {
       {"history=off\nhistory=on", true},
       {"history=on\nhistory=off", false},
   };
-  for (const auto& row : rows) {
-    std::ofstream(ini) << row.text;
-    EXPECT_EQ(historyFor("tavrel", false).has_value(), row.kept) << row.text;
+  for (const auto& [text, kept] : rows) {
+    std::ofstream(ini) << text;
+    EXPECT_EQ(historyFor("tavrel", false).has_value(), kept) << text;
     EXPECT_FALSE(historyFor("tavrel", true));
   }
 }

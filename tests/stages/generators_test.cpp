@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <functional>
+#include <sstream>
 #include <vector>
 
 #include "pattern/makeshape2.h"
@@ -48,32 +49,23 @@ class Generators : public testing::TestWithParam<GeneratorFn> {};
 
 TEST_P(Generators, SetUpClampsAndWritesBackTheFields) {
   const struct {
-    const char *text1, *text3, *text5;  // as typed
+    const char *typed, *after;  // Text1, Text3 and Text5
     bool fancy;
-    const char *text1After, *text3After, *text5After;
     double detailfz, complexy;
-  } cases[] = {{"0", "25", "10", true, "0", "25", "10", 0, 2},
-               {"-3", "1", "abc", true, "0", "1", "1", 12, 2},
-               {"99", "16", "99", false, "20", "16", "50", 5, 1},
-               {"7", "24", "0", true, "7", "24", "1", 1, 2},
-               {"x", "2.5", "3", true, "0", "2.5", "3", 11, 2},
-               {"0", "30", "1", true, "0", "25", "1", 0, 2},
-               {"0", "abc", "1", true, "0", "1", "1", 12, 2}};
+  } cases[] = {{"0 25 10", "0 25 10", true, 0, 2},    {"-3 1 abc", "0 1 1", true, 12, 2},
+               {"99 16 99", "20 16 50", false, 5, 1}, {"7 24 0", "7 24 1", true, 1, 2},
+               {"x 2.5 3", "0 2.5 3", true, 11, 2},   {"0 30 1", "0 25 1", true, 0, 2},
+               {"0 abc 1", "0 1 1", true, 12, 2}};
   for (const auto& c : cases) {
     HeadlessHost host(300, 240);
-    host.fields[0] = c.text1;
+    std::istringstream(c.typed) >> host.fields[0] >> host.fields[2] >> host.fields[4];
     host.fields[1] = "7";
-    host.fields[2] = c.text3;
-    host.fields[4] = c.text5;
     host.option2 = c.fancy;
     AppState st;
     GetParam()(host, st);
-    EXPECT_EQ(host.fields[0], c.text1After) << c.text1;
+    EXPECT_EQ(host.fields[0] + ' ' + host.fields[2] + ' ' + host.fields[4], c.after) << c.typed;
     EXPECT_EQ(host.fields[1], "100");
-    EXPECT_EQ(host.fields[2], c.text3After) << c.text3;
-    EXPECT_EQ(host.fields[4], c.text5After) << c.text5;
-    EXPECT_EQ(st.detailfz, c.detailfz) << c.text3;
-    EXPECT_EQ(st.complexy, c.complexy);
+    EXPECT_EQ(std::pair(st.detailfz, st.complexy), std::pair(c.detailfz, c.complexy)) << c.typed;
   }
 }
 
@@ -88,10 +80,7 @@ TEST_P(Generators, EveryPictureKeepsTheRules) {
     return Generation(GetParam(), g.win().width(), g.win().height(), g.seed, tcolor,
                       g.host.fields[3], ssmode);
   };
-  const struct {
-    const char* what;
-    std::function<int(const Generation&)> bad;
-  } rules[] = {
+  const std::pair<const char*, std::function<int(const Generation&)>> rules[] = {
       {"Picture1 is the square and a margin of one black pixel",
        [](const Generation& g) {
          int bad = 0;
@@ -176,25 +165,21 @@ TEST_P(Generators, EveryPictureKeepsTheRules) {
   };
   // Side counts that fail most strokes or all of them, and a square beyond
   // the fixed box, end too.
-  const struct {
-    int width, height;
-    double tcolor;
-    const char* sides;
-    double ssmode;
-  } runs[] = {{401, 301, kTrueColours, "4", 0},   {401, 301, kBasicColours, "8", 0},
-              {400, 300, kBasicColours, "4", 0},  {400, 300, kTrueColours, "8", 0},
-              {300, 240, kBasicColours, "2", 0},  {1100, 300, kUserColours, "4", 0},
-              {640, 480, kTrueColours, "4", 1},   {2600, 240, kUserColours, "4", 0},
-              {300, 240, kBasicColours, "0", 0},  {300, 240, kBasicColours, "-4", 0},
-              {300, 240, kBasicColours, "1e9", 0}};
-  for (const auto& run : runs)
+  // Width, height, colours, sides, screen-saver mode.
+  const std::tuple<int, int, double, const char*, double> runs[] = {
+      {401, 301, kTrueColours, "4", 0},   {401, 301, kBasicColours, "8", 0},
+      {400, 300, kBasicColours, "4", 0},  {400, 300, kTrueColours, "8", 0},
+      {300, 240, kBasicColours, "2", 0},  {1100, 300, kUserColours, "4", 0},
+      {640, 480, kTrueColours, "4", 1},   {2600, 240, kUserColours, "4", 0},
+      {300, 240, kBasicColours, "0", 0},  {300, 240, kBasicColours, "-4", 0},
+      {300, 240, kBasicColours, "1e9", 0}};
+  for (const auto& [width, height, tcolor, sides, ssmode] : runs)
     for (std::uint32_t seed = 1; seed <= 3; ++seed) {
-      const Generation g(GetParam(), run.width, run.height, seed, run.tcolor, run.sides,
-                         run.ssmode);
-      for (const auto& rule : rules)
-        EXPECT_EQ(rule.bad(g), 0) << rule.what << "\n"
-                                  << run.width << "x" << run.height << " colours " << run.tcolor
-                                  << " sides " << run.sides << " seed " << seed;
+      const Generation g(GetParam(), width, height, seed, tcolor, sides, ssmode);
+      for (const auto& [what, bad] : rules)
+        EXPECT_EQ(bad(g), 0) << what << "\n"
+                             << width << "x" << height << " colours " << tcolor << " sides "
+                             << sides << " seed " << seed;
     }
 }
 
@@ -207,37 +192,32 @@ TEST_P(Generators, EveryPictureKeepsTheRules) {
 // surface's bookkeeping of what a generation leaves to erase spans far more
 // than the box the pictures are made in: the same on both.
 TEST_P(Generators, PicturesOfKnownSeedsStayTheSame) {
-  const struct {
-    int width, height;
-    double tcolor;
-    const char* sides;
-    bool fancy;
-    int pictures;
-    std::uint64_t shape, tile;
-  } rows[] = {
-      {640, 480, kTrueColours, "4", true, 10, 0x84107505e365f8ecull, 0x03b58fc70b0e387bull},
-      {640, 480, kBasicColours, "4", true, 10, 0xa1ee1a7fcbd41513ull, 0x1f931934c67ebd2bull},
-      {640, 480, kBasicColours, "8", false, 10, 0xc05b36bdcc1d6cc0ull, 0xc26972f0e79eb743ull},
-      {640, 480, kTrueColours, "2", true, 10, 0xc2d2d6cd4e401279ull, 0x03b58fc70b0e387bull},
-      {640, 480, kTrueColours, "8", true, 10, 0xea49f9bfbf23c938ull, 0x4b0989712f64baa3ull},
-      {4000, 600, kTrueColours, "4", true, 18, 0x4593b71aee1bbeb7ull, 0x04eec58dd5593d8full},
-      {600, 4000, kTrueColours, "4", true, 18, 0x4593b71aee1bbeb7ull, 0x04eec58dd5593d8full},
-  };
-  for (const auto& row : rows) {
-    HeadlessHost host(row.width, row.height);
-    host.fields[3] = row.sides;
-    host.option2 = row.fancy;
+  // Width, height, colours, sides, fancy strokes, pictures, and the sums of both generators.
+  const std::tuple<int, int, double, const char*, bool, int, std::uint64_t, std::uint64_t> rows[] =
+      {
+          {640, 480, kTrueColours, "4", true, 10, 0x84107505e365f8ecull, 0x03b58fc70b0e387bull},
+          {640, 480, kBasicColours, "4", true, 10, 0xa1ee1a7fcbd41513ull, 0x1f931934c67ebd2bull},
+          {640, 480, kBasicColours, "8", false, 10, 0xc05b36bdcc1d6cc0ull, 0xc26972f0e79eb743ull},
+          {640, 480, kTrueColours, "2", true, 10, 0xc2d2d6cd4e401279ull, 0x03b58fc70b0e387bull},
+          {640, 480, kTrueColours, "8", true, 10, 0xea49f9bfbf23c938ull, 0x4b0989712f64baa3ull},
+          {4000, 600, kTrueColours, "4", true, 18, 0x4593b71aee1bbeb7ull, 0x04eec58dd5593d8full},
+          {600, 4000, kTrueColours, "4", true, 18, 0x4593b71aee1bbeb7ull, 0x04eec58dd5593d8full},
+      };
+  for (const auto& [width, height, tcolor, sides, fancy, pictures, shape, tile] : rows) {
+    HeadlessHost host(width, height);
+    host.fields[3] = sides;
+    host.option2 = fancy;
     AppState st;
     st.rnd.Randomize(11);
-    st.tcolor = row.tcolor;
+    st.tcolor = tcolor;
     std::uint64_t h = 1469598103934665603ull;
-    for (int i = 0; i < row.pictures; ++i) {
+    for (int i = 0; i < pictures; ++i) {
       GetParam()(host, st);
       const Picture p = host.SurfacePicture1().Image();
       for (Colour c : p->pixels) h = (h ^ static_cast<std::uint32_t>(c)) * 1099511628211ull;
     }
-    EXPECT_EQ(h, GetParam() == makeshape ? row.shape : row.tile)
-        << row.width << "x" << row.height << " colours " << row.tcolor << " sides " << row.sides;
+    EXPECT_EQ(h, GetParam() == makeshape ? shape : tile)
+        << width << "x" << height << " colours " << tcolor << " sides " << sides;
   }
 }
 

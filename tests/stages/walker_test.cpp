@@ -10,20 +10,16 @@ namespace {
 
 using namespace stages;
 
-TEST(Walker, NormalisingKeepsSignsAndMakesTheLargerMagnitudeOne) {
-  struct Case {
-    double u, v, wantU, wantV;
-  } cases[] = {{1, 0.3, 1, 0.3}, {0.5, -0.25, 1, -0.5}, {-0.2, 0.8, -0.25, 1},
-               {-2, 2, -1, 1},   {-4, 0.5, -1, 0.125},  {0.25, -1, 0.25, -1}};
-  for (const Case& c : cases) {
-    double u = c.u, v = c.v;
+TEST(Walker, NormalisingKeepsSignsAndATwistStandsForDetailPlusOneTurns) {
+  const std::tuple<double, double, double, double> cases[] = {
+      {1, 0.3, 1, 0.3}, {0.5, -0.25, 1, -0.5}, {-0.2, 0.8, -0.25, 1},
+      {-2, 2, -1, 1},   {-4, 0.5, -1, 0.125},  {0.25, -1, 0.25, -1}};
+  for (auto [u, v, wantU, wantV] : cases) {
     normalise(u, v);
-    EXPECT_DOUBLE_EQ(u, c.wantU) << c.u << "," << c.v;
-    EXPECT_DOUBLE_EQ(v, c.wantV) << c.u << "," << c.v;
+    EXPECT_DOUBLE_EQ(u, wantU) << wantU << "," << wantV;
+    EXPECT_DOUBLE_EQ(v, wantV) << wantU << "," << wantV;
   }
-}
-
-TEST(Walker, TwistStandsForDetailPlusOneTurns) {
+  // A new twist every detail + 1 turns.
   for (double detailfz : {0.0, 5.0, 12.0}) {
     AppState st;
     st.detailfz = detailfz;

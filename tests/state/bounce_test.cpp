@@ -25,7 +25,7 @@ std::array<int, 4> walk(Bounce& b, int steps) {
   return box;
 }
 
-TEST(Bounce, DiagonalTurningAtTheEdgesOfAnyWindowSize) {
+TEST(Bounce, DiagonalTurningAtTheEdgesStepByTimeAndAStallIsNotCaughtUp) {
   Bounce b(400, 150, 100, 150, 25, true, false);
   b.step();
   EXPECT_EQ(std::pair(b.left(), b.top()), std::pair(151, 24));
@@ -41,9 +41,7 @@ TEST(Bounce, DiagonalTurningAtTheEdgesOfAnyWindowSize) {
   Bounce edge(300, 300, 100, 0, 200, false, true);
   edge.step();
   EXPECT_EQ(std::pair(edge.left(), edge.top()), std::pair(1, 199));
-}
 
-TEST(StepClock, StepsByTimeAndAStallIsNotCaughtUp) {
   const Clock::time_point t0{};
   StepClock clock(t0, 10ms);
   const std::pair<Clock::duration, int> cases[] = {

@@ -36,11 +36,9 @@ TEST(Vocabulary, EveryChoiceIsItsWordBothWays) {
   wordsBothWays<Style>({"fancy", "regular"});
   wordsBothWays<Speed>({"slow", "fast"});
   wordsBothWays<PatternMode>({"single", "part", "repeat"});
-  for (ColourMode m : {ColourMode::trueColours, ColourMode::basic, ColourMode::user})
-    EXPECT_EQ(colourModeOf(tcolorOf(m)), m);
-  EXPECT_EQ(tcolorOf(ColourMode::trueColours), 1);
-  EXPECT_EQ(tcolorOf(ColourMode::basic), 0);
-  EXPECT_EQ(tcolorOf(ColourMode::user), 2);
+  for (auto [m, tcolor] :
+       {std::pair{ColourMode::trueColours, 1.0}, {ColourMode::basic, 0.0}, {ColourMode::user, 2.0}})
+    EXPECT_EQ(std::pair(tcolorOf(m), colourModeOf(tcolor)), std::pair(tcolor, m));
 }
 
 // A recipe's text with the line of `key` replaced by `line` (removed when
@@ -67,10 +65,7 @@ TEST(Recipe, IsReadBackAsWrittenAndEachFieldHeldToItsOwnLimits) {
   ASSERT_EQ(recipeFromText(text), r) << text;
 
   const std::string longest(kMaxFieldText, 'x');
-  const struct {
-    std::string key, line;
-    bool taken;
-  } rows[] = {
+  const std::tuple<std::string, std::string, bool> rows[] = {
       {"generator", "generator=pattern", true},
       {"generator", "generator=patterns", false},
       {"generator", "generator=", false},
@@ -115,10 +110,8 @@ TEST(Recipe, IsReadBackAsWrittenAndEachFieldHeldToItsOwnLimits) {
       {"zzz", "zzz=1", true},
       {"zzz", "no equals sign", true},
   };
-  for (const auto& row : rows) {
-    const std::string changed = with(text, row.key, row.line);
-    EXPECT_EQ(recipeFromText(changed).has_value(), row.taken) << row.key << ": " << row.line;
-  }
+  for (const auto& [key, line, taken] : rows)
+    EXPECT_EQ(recipeFromText(with(text, key, line)).has_value(), taken) << key << ": " << line;
   // A key written twice counts the first time.
   const auto twice = recipeFromText(text + "style=fancy\n");
   ASSERT_TRUE(twice);

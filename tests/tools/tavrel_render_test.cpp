@@ -133,11 +133,8 @@ TEST_F(RenderTest, EveryOptionRuleHasItsLine) {
                     text = " is not printable text of at most 256 bytes";
   const std::string zoom = "--window with --zoom 16 would make a picture wider or taller than ";
   const std::string largest = " needs 1040 MiB for its 16384x16384 surface, more than ";
-  const struct {
-    std::string args;
-    int exit;
-    std::string said;  // followed by " (see --help)" when the exit is 2
-  } rows[] = {
+  // The arguments, the exit status, what is said (then " (see --help)" when the exit is 2).
+  const std::tuple<std::string, int, std::string> rows[] = {
       {"--seed 4294967295 --out none", 2, none},
       {"--seed 4294967296", 2, "--seed: '4294967296'" + seed},
       {"--seed 1x", 2, "--seed: '1x'" + seed},
@@ -212,11 +209,11 @@ TEST_F(RenderTest, EveryOptionRuleHasItsLine) {
       {"--from-history 5", 2,
        "--from-history: there is no picture 5 in the history, which holds 1 to 4"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.args.substr(0, 100));
-    EXPECT_EQ(render(row.args), row.exit) << err_;
-    EXPECT_EQ(err_, row.exit == 2 ? "tavrel-render: " + row.said + " (see --help)\n" : row.said);
-    EXPECT_TRUE(row.exit != 2 || out_.empty()) << out_;
+  for (const auto& [args, exit, said] : rows) {
+    SCOPED_TRACE(args.substr(0, 100));
+    EXPECT_EQ(render(args), exit) << err_;
+    EXPECT_EQ(err_, exit == 2 ? "tavrel-render: " + said + " (see --help)\n" : said);
+    EXPECT_TRUE(exit != 2 || out_.empty()) << out_;
   }
   // Without a folder for the history, it can be neither listed nor read.
   const std::string homeless = "env -u HOME XDG_STATE_HOME=relative ";
@@ -239,9 +236,8 @@ TEST_F(RenderTest, EveryOptionRuleHasItsLine) {
   const std::string recipeOptions =
       "--generator --seed --count --surface --detail --style --colors --palette --sides "
       "--screensaver ";
-  const struct {
-    std::string way, refuses;
-  } ways[] = {
+  const std::pair<std::string, std::string> ways[] = {
+      // a way, the options it refuses
       {"--from in/p.png --max-memory 1", recipeOptions + "--history --from-history"},
       {"--from-history 1 --max-memory 1", recipeOptions + "--history --from"},
       {"--history",
@@ -249,13 +245,14 @@ TEST_F(RenderTest, EveryOptionRuleHasItsLine) {
       {"--wallpaper --screen 8x8 --no-history", "--count --out --window --bmp --zoom --history"},
   };
   for (std::string option; options >> option;)
-    for (const auto& w : ways) {
-      const std::string way = w.way.substr(0, w.way.find(' '));
+    for (const auto& [args, refuses] : ways) {
+      const std::string way = args.substr(0, args.find(' '));
       const std::string name = option.substr(0, option.find('='));
-      const bool refused = (' ' + w.refuses + ' ').find(' ' + name + ' ') != std::string::npos;
+      const bool refused = (' ' + refuses + ' ').find(' ' + name + ' ') != std::string::npos;
       for (bool wayFirst : {true, false}) {
-        SCOPED_TRACE(wayFirst ? w.way + ' ' + option : option + ' ' + w.way);
-        render(wayFirst ? w.way + ' ' + option : option + ' ' + w.way);
+        const std::string both = wayFirst ? args + ' ' + option : option + ' ' + args;
+        SCOPED_TRACE(both);
+        render(both);
         const std::string clash =
             wayFirst ? name + " can't go with " + way : way + " can't go with " + name;
         EXPECT_EQ(err_ == "tavrel-render: " + clash + " (see --help)\n", refused) << err_;
@@ -291,59 +288,54 @@ TEST_F(RenderTest, EveryPictureIsKeptAndMadeAgain) {
   std::string sixteen = "GIMP Palette\n";
   for (int i = 1; i <= 16; ++i) sixteen += std::to_string(i) + " 0 0\n";
   std::ofstream(in / "16.gpl") << sixteen;
-  const struct {
-    std::string options;
-    int zoom;
-  } runs[] = {
+  const std::pair<std::string, int> runs[] = {
+      // options, zoom
       {"--seed 3 --sides 8 --detail 5 --count 2 --surface 400x300", 3},
       {"--seed 4 --style regular --screensaver --colors basic --surface 300x240", 1},
       {"--seed 5 --generator pattern --colors user --palette in/4.gpl --count 2", 2},
       {"--seed 6 --colors user --palette in/16.gpl --surface 400x300", 1},
       {"--from first/shape-3-2.png", 3},
   };
-  struct Made {
-    std::string file, restarts;
-    int zoom;
-  };
-  std::vector<Made> made;  // in the history's order
-  for (const auto& run : runs) {
-    const std::string zoom = " --zoom " + std::to_string(run.zoom);
-    ASSERT_EQ(render(run.options + zoom + " --window --bmp --out first"), 0) << err_;
+  std::vector<std::tuple<std::string, std::string, int>> made;  // file, restarts, zoom; in order
+  for (const auto& [options, zoom] : runs) {
+    ASSERT_EQ(render(options + " --zoom " + std::to_string(zoom) + " --window --bmp --out first"),
+              0)
+        << err_;
     std::istringstream lines(out_);
     std::smatch m;
     for (std::string line; std::getline(lines, line);)
       if (std::regex_match(line, m, std::regex("(.*) (restarts=[0-9]+) ms=.*")))
-        made.push_back({m[1].str(), m[2].str(), run.zoom});
+        made.emplace_back(m[1].str(), m[2].str(), zoom);
   }
   ASSERT_EQ(render("--seed 8 --no-history --out first"), 0) << err_;
   ASSERT_EQ(made.size(), 7u);
   EXPECT_EQ(filesIn(first).size(), 7u * 4 + 1);
 
   ASSERT_EQ(render("--history"), 0) << err_;
-  const std::string when = R"(  \d{4}-\d\d-\d\d \d\d:\d\d:\d\d  tavrel-render  )";
-  EXPECT_TRUE(std::regex_match(
-      out_,
-      std::regex("     7" + when + "shape    no seed, picture 1\n" + "     6" + when +
-                 "shape    seed 6, picture 1\n" + "     5" + when + "pattern  seed 5, picture 2\n" +
-                 "     4" + when + "pattern  seed 5, picture 1\n" + "     3" + when +
-                 "shape    seed 4, picture 1\n" + "     2" + when + "shape    seed 3, picture 2\n" +
-                 "     1" + when + "shape    seed 3, picture 1\n")))
-      << out_;
+  std::string listed;  // newest first
+  int number = 7;
+  for (const char* what :
+       {"shape    no seed, picture 1", "shape    seed 6, picture 1", "pattern  seed 5, picture 2",
+        "pattern  seed 5, picture 1", "shape    seed 4, picture 1", "shape    seed 3, picture 2",
+        "shape    seed 3, picture 1"})
+    listed += "     " + std::to_string(number--) +
+              R"(  \d{4}-\d\d-\d\d \d\d:\d\d:\d\d  tavrel-render  )" + what + "\n";
+  EXPECT_TRUE(std::regex_match(out_, std::regex(listed))) << out_;
   for (std::size_t i = 0; i < made.size(); ++i) {
-    const Made& m = made[i];
-    SCOPED_TRACE(m.file);
-    const std::string n = std::to_string(i + 1), stem = fs::path(m.file).stem().string();
+    const auto& [file, restarts, zoom] = made[i];
+    SCOPED_TRACE(file);
+    const std::string n = std::to_string(i + 1), stem = fs::path(file).stem().string();
     ASSERT_EQ(render("--no-history --from-history " + n + " --window --bmp --out again --zoom " +
-                     std::to_string(m.zoom)),
+                     std::to_string(zoom)),
               0)
         << err_;
     for (const std::string suffix : {".png", "-window.png", ".bmp", "-window.bmp"})
       EXPECT_TRUE(slurp(again / ("history-" + n + suffix)) == slurp(first / (stem + suffix)))
           << suffix;
-    ASSERT_EQ(render("--no-history --from " + m.file + " --out again"), 0) << err_;
-    EXPECT_EQ(out_.rfind("again/" + stem + "-again.png " + m.restarts + " ms=", 0), 0u) << out_;
-    const PngFile before = png(root_ / m.file), remade = png(again / (stem + "-again.png"));
-    EXPECT_EQ(zoomed(remade.image, m.zoom), before.image);
+    ASSERT_EQ(render("--no-history --from " + file + " --out again"), 0) << err_;
+    EXPECT_EQ(out_.rfind("again/" + stem + "-again.png " + restarts + " ms=", 0), 0u) << out_;
+    const PngFile before = png(root_ / file), remade = png(again / (stem + "-again.png"));
+    EXPECT_EQ(zoomed(remade.image, zoom), before.image);
     EXPECT_EQ(remade.texts, before.texts);
   }
   // Screen-saver mode covers the square; the palette files' colours became

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <cmath>
 
+#include <cmath>
 #include <fstream>
 #include <regex>
 
@@ -77,10 +77,7 @@ TEST(Wallpaper, OneGridRunsOverEveryOutputAtItsOwnScale) {
 }
 
 TEST(Wallpaper, TheDesktopComesFromTheSession) {
-  const struct {
-    const char *current, *sway, *display;
-    Desktop desktop;
-  } cases[] = {
+  const std::tuple<const char*, const char*, const char*, Desktop> cases[] = {
       {"GNOME", nullptr, ":0", Desktop::gnome},
       {"ubuntu:GNOME", nullptr, nullptr, Desktop::gnome},
       {"KDE", "/run/sway", ":0", Desktop::kde},
@@ -90,10 +87,9 @@ TEST(Wallpaper, TheDesktopComesFromTheSession) {
       {"GNOMEISH", nullptr, "", Desktop::none},
       {nullptr, nullptr, nullptr, Desktop::none},
   };
-  for (const auto& c : cases)
-    EXPECT_EQ(desktopOf(c.current, c.sway, c.display), c.desktop)
-        << (c.current ? c.current : "-") << (c.sway ? c.sway : "-")
-        << (c.display ? c.display : "-");
+  for (const auto& [current, sway, display, desktop] : cases)
+    EXPECT_EQ(desktopOf(current, sway, display), desktop)
+        << (current ? current : "-") << (sway ? sway : "-") << (display ? display : "-");
 }
 
 // The renderer on desktops that take a wallpaper through a program, with
@@ -125,52 +121,51 @@ TEST(Wallpaper, TheRendererSetsItOnEachDesktopOrSaysWhereItIs) {
   // Built by appending: g++ 12 warns falsely about "(" + string.
   std::string file = "(";
   file += dir.path.string() + R"(/data/tavrel/wallpaper/\d{8}-\d{6}(\.\d+)?-)";
-  const struct {
-    std::string variables, options;
-    int exit;
-    std::string said;                        // a pattern of all it printed, "FILE" for the file
-    std::string settings = "", plasma = "";  // GNOME's settings after it, Plasma's arguments
-  } cases[] = {
+  // The variables, the options, the exit status, a pattern of all it printed
+  // ("FILE" for the file), GNOME's settings after it, Plasma's arguments.
+  const std::tuple<std::string, std::string, int, std::string, std::string, std::string> cases[] = {
       {"XDG_CURRENT_DESKTOP=GNOME", "--generator pattern --screen 640x480", 0,
-       "FILE: set on GNOME\n", "'FILE'\n'FILE'\n'wallpaper'\n"},
+       "FILE: set on GNOME\n", "'FILE'\n'FILE'\n'wallpaper'\n", ""},
       {"XDG_CURRENT_DESKTOP=ubuntu:GNOME", "--seed 3", 0, "FILE: set on GNOME\n",
-       "'FILE'\n'FILE'\n'centered'\n"},
+       "'FILE'\n'FILE'\n'centered'\n", ""},
       {"XDG_CURRENT_DESKTOP=KDE", "--generator pattern", 0, "FILE: set on KDE Plasma\n", "",
        "FILE\n"},
       {"XDG_CURRENT_DESKTOP=KDE FAIL=1", "", 1,
        "tavrel-render: plasma-apply-wallpaperimage failed with status 3: 'no plasma here'; the "
-       "picture is in 'FILE'\n"},
+       "picture is in 'FILE'\n",
+       "", ""},
       {"XDG_CURRENT_DESKTOP=KDE PATH=/usr/bin:/bin", "", 1,
-       "tavrel-render: plasma-apply-wallpaperimage is not installed; the picture is in 'FILE'\n"},
+       "tavrel-render: plasma-apply-wallpaperimage is not installed; the picture is in 'FILE'\n",
+       "", ""},
       {"", "--seed 5 --screen 300x200", 0,
-       "FILE: no desktop found to set it on; the desktop was not changed\n"},
+       "FILE: no desktop found to set it on; the desktop was not changed\n", "", ""},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.variables + " " + c.options);
+  for (const auto& [variables, options, status, pattern, settings, plasma] : cases) {
+    SCOPED_TRACE(variables + " " + options);
     fs::remove(dir / "plasma");
-    const auto [exit, out] = run(c.variables + " " + render + c.options);
-    EXPECT_EQ(exit, c.exit) << out;
+    const auto [exit, out] = run(variables + " " + render + options);
+    EXPECT_EQ(exit, status) << out;
     std::smatch m;
-    const std::string kind = c.options.find("pattern") != std::string::npos ? "pattern" : "shape";
+    const std::string kind = options.find("pattern") != std::string::npos ? "pattern" : "shape";
     // Without --seed, the seed taken from the clock comes first.
     const std::string said =
-        "(?:seed=\\d+\n)?" + std::regex_replace(c.said, std::regex("FILE"), file + kind + ".png)");
+        "(?:seed=\\d+\n)?" + std::regex_replace(pattern, std::regex("FILE"), file + kind + ".png)");
     ASSERT_TRUE(std::regex_match(out, m, std::regex(said))) << out;
     const auto png = readPng(m[1].str());
     ASSERT_TRUE(png && png->text(kRecipeKeyword));
-    if (const auto size = c.options.find("--screen "); size != std::string::npos) {
+    if (const auto size = options.find("--screen "); size != std::string::npos) {
       EXPECT_EQ(std::to_string(png->image.width) + "x" + std::to_string(png->image.height),
-                c.options.substr(size + 9));
+                options.substr(size + 9));
     }
-    if (!c.settings.empty()) {
+    if (!settings.empty()) {
       EXPECT_EQ(run("sh -c '" + gsettings + "picture-uri; " + gsettings + "picture-uri-dark; " +
                     gsettings + "picture-options'")
                     .second,
-                std::regex_replace(c.settings, std::regex("FILE"), "file://" + m[1].str()));
+                std::regex_replace(settings, std::regex("FILE"), "file://" + m[1].str()));
     }
-    std::ifstream plasma(dir / "plasma");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(plasma), {}),
-              std::regex_replace(c.plasma, std::regex("FILE"), m[1].str()));
+    std::ifstream given(dir / "plasma");
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(given), {}),
+              std::regex_replace(plasma, std::regex("FILE"), m[1].str()));
   }
   // Six runs so far: one more, and the oldest two are gone; every picture
   // set is in the history, as picture 1 of its run.
