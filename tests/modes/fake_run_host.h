@@ -15,15 +15,15 @@ namespace tavrel {
 
 class FakeRunHost : public HeadlessHost, public RunHost {
  public:
-  FakeRunHost(int w, int h) : HeadlessHost(w, h) {}
+  // The entries the window ticks at the start.
+  FakeRunHost(int w, int h) : HeadlessHost(w, h) {
+    for (Menu m : {Menu::regmode, Menu::tfast, Menu::tcolorm, Menu::csingle, Menu::scenter})
+      checked[m] = true;
+  }
 
   std::map<Control, bool> visible{{Control::Command1, true}, {Control::Command3, true}};
   bool panelShown = false;
-  std::map<Menu, bool> checked{{Menu::regmode, true},
-                               {Menu::tfast, true},
-                               {Menu::tcolorm, true},
-                               {Menu::csingle, true},
-                               {Menu::scenter, true}};
+  std::map<Menu, bool> checked;
   std::map<TimerId, bool> enabled{{TimerId::Timer4, true}};
   std::map<TimerId, Long> interval{{TimerId::Timer2, 3000}, {TimerId::Timer4, 5000}};
   float left = 0, top = 0;
@@ -78,8 +78,7 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   void printPicture(const ImageData&, bool repeat, double centimetres,
                     std::function<void(double)> chosen) override {
     ++prints;
-    printedRepeat = repeat;
-    offeredSize = centimetres;
+    std::tie(printedRepeat, offeredSize) = std::pair(repeat, centimetres);
     chosen(printedSize > 0 ? printedSize : centimetres);
   }
   void editColours(const UserPalette&, std::function<void(const UserPalette&)> edited) override {

@@ -109,9 +109,7 @@ TEST_F(SettingsEntries, FilesFromElsewhereAreReadWholeAndWritesFollowNoLink) {
       {padded(kMaxSettingsFile - 8, "detail=15\n"), "16", "10"},
       {padded(kMaxSettingsFile - 10, "detail=15\n"), "15", "10"},
       {"detail=1\x01\nseconds=\t5 \x7f\n", "1", "5"},
-      {"detail=\xff\xfe"
-       "7\nseconds= 4  \n",
-       "7", "4"},
+      {"detail=\377\3767\nseconds= 4  \n", "7", "4"},
   };
   for (const auto& c : cases) {
     std::ofstream(ini, std::ios::binary | std::ios::trunc) << c.file;
