@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <set>
+#include <tuple>
 
 #include "modes/run_host.h"
 
@@ -14,15 +15,15 @@ namespace tavrel {
 
 class FakeRunHost : public HeadlessHost, public RunHost {
  public:
-  FakeRunHost(int w, int h) : HeadlessHost(w, h) {}
+  // The entries the window ticks at the start.
+  FakeRunHost(int w, int h) : HeadlessHost(w, h) {
+    for (Menu m : {Menu::regmode, Menu::tfast, Menu::tcolorm, Menu::csingle, Menu::scenter})
+      checked[m] = true;
+  }
 
   std::map<Control, bool> visible{{Control::Command1, true}, {Control::Command3, true}};
   bool panelShown = false;
-  std::map<Menu, bool> checked{{Menu::regmode, true},
-                               {Menu::tfast, true},
-                               {Menu::tcolorm, true},
-                               {Menu::csingle, true},
-                               {Menu::scenter, true}};
+  std::map<Menu, bool> checked;
   std::map<TimerId, bool> enabled{{TimerId::Timer4, true}};
   std::map<TimerId, Long> interval{{TimerId::Timer2, 3000}, {TimerId::Timer4, 5000}};
   float left = 0, top = 0;
@@ -51,29 +52,17 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   void showAsScreenSaver(bool on) override { fullScreen = on; }
   void setTimerEnabled(TimerId t, bool e) override { enabled[t] = e; }
   void setTimerInterval(TimerId t, Long ms) override { interval[t] = ms; }
-  void movePicture1(float l, float t) override {
-    left = l;
-    top = t;
-  }
+  void movePicture1(float l, float t) override { std::tie(left, top) = std::pair(l, t); }
   bool LoadPicture(const std::string& name, Picture& out) override {
     loads.push_back(name);
-    if (!files.count(name)) return false;
-    auto img = std::make_shared<ImageData>();
-    img->width = img->height = 2;
-    img->pixels.assign(4, static_cast<Colour>(name[7] - '0'));  // slot number as colour
-    out = img;
-    return true;
+    if (files.count(name)) out = filled(name[7] - '0');  // slot number as colour
+    return files.count(name);
   }
-  Picture slidePicture(int box) override {
-    auto img = std::make_shared<ImageData>();
-    img->width = img->height = 1;
-    img->pixels.assign(1, box);
-    return img;
-  }
+  static Picture filled(Colour c) { return std::make_shared<ImageData>(ImageData{1, 1, {c}}); }
+  Picture slidePicture(int box) override { return filled(box); }
   void setPicture2(Picture p) override { picture2 = std::move(p); }
   std::uint32_t secondsSinceMidnight() override { return 4242; }
-  std::string pictureName;
-  void namePicture(const std::string& name) override { pictureName = name; }
+  void namePicture(const std::string&) override {}
 
   // The desktop's services: what was shown, and the answers of the dialogs.
   std::string pictures;
@@ -89,8 +78,7 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   void printPicture(const ImageData&, bool repeat, double centimetres,
                     std::function<void(double)> chosen) override {
     ++prints;
-    printedRepeat = repeat;
-    offeredSize = centimetres;
+    std::tie(printedRepeat, offeredSize) = std::pair(repeat, centimetres);
     chosen(printedSize > 0 ? printedSize : centimetres);
   }
   void editColours(const UserPalette&, std::function<void(const UserPalette&)> edited) override {

@@ -54,23 +54,17 @@ TEST_F(Menus, TickGroupsStayExclusiveAndGuardsHold) {
 }
 
 TEST_F(Menus, PatternModesChooseTheGeneratorsAndTheRepeat) {
-  const auto modes = {Menu::csingle, Menu::cpp9, Menu::cpattern};
-  auto expect = [&](Menu tick, double generator, double repeat) {
-    EXPECT_EQ(ticked(modes), tick);
-    EXPECT_EQ(st.mpattern, generator);
-    EXPECT_EQ(st.ggmbj, generator);
-    EXPECT_EQ(st.tilerepeat, repeat);
-  };
-  program.menuClick(Menu::cpp9);
-  expect(Menu::cpp9, 1, 0);
-  program.menuClick(Menu::cpattern);  // chosen from either other entry
-  expect(Menu::cpattern, 1, 1);
-  program.menuClick(Menu::cpp9);  // guarded: the generator is the tile's already
-  expect(Menu::cpattern, 1, 1);
-  program.menuClick(Menu::csingle);
-  expect(Menu::csingle, 0, 0);
-  program.menuClick(Menu::cpattern);
-  expect(Menu::cpattern, 1, 1);
+  // The entry clicked, the one ticked after, the generator and the repeat.
+  for (auto [click, tick, generator, repeat] : {std::tuple{Menu::cpp9, Menu::cpp9, 1, 0},
+                                                {Menu::cpattern, Menu::cpattern, 1, 1},
+                                                {Menu::cpp9, Menu::cpattern, 1, 1},  // guarded
+                                                {Menu::csingle, Menu::csingle, 0, 0},
+                                                {Menu::cpattern, Menu::cpattern, 1, 1}}) {
+    program.menuClick(click);
+    EXPECT_EQ(ticked({Menu::csingle, Menu::cpp9, Menu::cpattern}), tick);
+    EXPECT_EQ(std::tuple(st.mpattern, st.ggmbj, st.tilerepeat),
+              std::tuple(generator, generator, repeat));
+  }
 }
 
 TEST_F(Menus, OptionButtonsFieldLimitsAndTheSideStepper) {

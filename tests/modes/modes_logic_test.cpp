@@ -150,14 +150,10 @@ TEST(Program, ATickDuringAGenerationIsHandledAfterIt) {
     program.st.tcolor = kTrueColours;
     firstValues(program.st, 640, 480);
     program.menuClick(Menu::ssaver);
-    if (duringGeneration) {
-      host.events.push_back([&] { program.timerTick(TimerId::Timer1); });
-      program.click(Control::Command1);
-      EXPECT_TRUE(host.events.empty());
-    } else {
-      program.click(Control::Command1);
-      program.timerTick(TimerId::Timer1);
-    }
+    if (duringGeneration) host.events.push_back([&] { program.timerTick(TimerId::Timer1); });
+    program.click(Control::Command1);
+    if (!duringGeneration) program.timerTick(TimerId::Timer1);
+    EXPECT_TRUE(host.events.empty());
     return *host.SurfacePicture1().Image();
   };
   const ImageData after = run(false);
@@ -179,10 +175,10 @@ TEST(CreatePattern, ATileFillsTheWindowInRegularModeOnly) {
   // Neighbouring tiles share their frame lines: the window repeats every 98
   // pixels, and the tile stands where it was drawn.
   for (int y = 0; y + 98 < 500; ++y)
-    for (int x = 0; x + 98 < 1100; ++x) {
-      ASSERT_EQ(win.pixel(x, y), win.pixel(x + 98, y)) << x << "," << y;
-      ASSERT_EQ(win.pixel(x, y), win.pixel(x, y + 98)) << x << "," << y;
-    }
+    for (int x = 0; x + 98 < 1100; ++x)
+      ASSERT_TRUE(win.pixel(x, y) == win.pixel(x + 98, y) &&
+                  win.pixel(x, y) == win.pixel(x, y + 98))
+          << x << "," << y;
   for (int y = 1; y <= 98; ++y)
     for (int x = 1; x <= 98; ++x) ASSERT_EQ(win.pixel(500 + x, 200 + y), tile->at(x, y));
   // The screen-saver fills the screen; the tiles go, beyond the box too.

@@ -8,6 +8,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QPrinter>
+#include <QProcess>
 #include <QPushButton>
 #include <QStyle>
 #include <QTemporaryDir>
@@ -25,8 +26,7 @@ namespace {
 struct Recorder : RunEvents {
   std::vector<TimerId> ticks;
   std::vector<Menu> menus;
-  int presses = 0;
-  int advances = 0;
+  int presses = 0, advances = 0;
   bool moving = false;  // asks for the next step 10 ms on
   std::function<void()> onClick;
   void startup() override {}
@@ -57,10 +57,6 @@ struct FormTest : testing::Test {
     form.setEvents(&events);
     form.show();
   }
-  template <typename T>
-  T* child(const char* name) {
-    return form.findChild<T*>(name);
-  }
   QAction* entry(const char* caption) {
     for (QAction* a : form.findChildren<QAction*>())
       if (QString(a->text()).remove('&') == caption) return a;
@@ -68,7 +64,7 @@ struct FormTest : testing::Test {
   }
 };
 
-TEST_F(FormTest, TimersTickInQtsLoopAndAnIntervalOfZeroStopsThem) {
+TEST_F(FormTest, TimersTickInQtsLoopTheFrameTimerOnlyWhileSomethingMoves) {
   form.setTimerEnabled(TimerId::Timer4, false);
   form.setTimerInterval(TimerId::Timer2, 20);
   form.setTimerEnabled(TimerId::Timer2, true);
@@ -82,12 +78,9 @@ TEST_F(FormTest, TimersTickInQtsLoopAndAnIntervalOfZeroStopsThem) {
   const std::size_t before = events.ticks.size();
   QTest::qWait(60);
   EXPECT_EQ(events.ticks.size(), before);
-}
 
-// The frame timer runs while the program says something moves, and not at
-// all once nothing does.
-TEST_F(FormTest, TheFrameTimerRunsOnlyWhileSomethingMoves) {
-  form.setTimerEnabled(TimerId::Timer4, false);
+  // The frame timer runs while the program says something moves, and not at
+  // all once nothing does. Menu clicks reach the handlers but move no tick.
   events.moving = true;
   entry("Slow")->trigger();
   QTest::qWait(100);
@@ -97,12 +90,7 @@ TEST_F(FormTest, TheFrameTimerRunsOnlyWhileSomethingMoves) {
   const int atRest = events.advances;
   QTest::qWait(100);
   EXPECT_LE(events.advances, atRest + 1);  // the step already asked for, then nothing
-}
-
-TEST_F(FormTest, MenuClicksReachTheHandlersButMoveNoTick) {
-  entry("Slow")->trigger();
-  entry("Fast")->trigger();
-  entry("Auto-save")->trigger();  // not enabled: no click
+  entry("Auto-save")->trigger();           // not enabled: no click
   EXPECT_EQ(events.menus, (std::vector<Menu>{Menu::tslow, Menu::tfast}));
   EXPECT_FALSE(entry("Slow")->isChecked());
   EXPECT_TRUE(entry("Fast")->isChecked());
@@ -111,8 +99,8 @@ TEST_F(FormTest, MenuClicksReachTheHandlersButMoveNoTick) {
 TEST_F(FormTest, PressesReachOnlyTheBareWindowAndClosingEnds) {
   form.setVisible(Control::Label6, true);
   form.setVisible(Control::Picture2, true);
-  QTest::mouseClick(child<QWidget>("Label6"), Qt::LeftButton);
-  QTest::mouseClick(child<QWidget>("Picture2"), Qt::LeftButton);
+  for (const char* name : {"Label6", "Picture2"})
+    QTest::mouseClick(form.findChild<QWidget*>(name), Qt::LeftButton);
   EXPECT_EQ(events.presses, 0);
   QTest::mouseClick(form.centralWidget(), Qt::RightButton, {}, QPoint(400, 400));
   EXPECT_EQ(events.presses, 1);
@@ -120,6 +108,8 @@ TEST_F(FormTest, PressesReachOnlyTheBareWindowAndClosingEnds) {
   EXPECT_TRUE(form.ended());
   QTest::mouseClick(form.centralWidget(), Qt::RightButton, {}, QPoint(400, 400));
   EXPECT_EQ(events.presses, 1);  // nothing reaches the program once it ended
+  // The information page's slides fill boxes 4 to 9.
+  for (int box = 3; box <= 10; ++box) EXPECT_EQ(!form.slidePicture(box), box < 4 || box > 9) << box;
 }
 
 // Captions wrap in the window's one font, and they and the information
@@ -188,9 +178,9 @@ TEST(Printing, ATileFillsAPdfPageAndAShapeStandsInItsMiddleCrisply) {
       area = printer.pageRect(QPrinter::DevicePixel).toRect();
     }
     const QString page = dir.filePath("page");
-    const QString command =
-        "pdftoppm -r 300 -png -singlefile '" + dir.filePath("page.pdf") + "' '" + page + "'";
-    ASSERT_EQ(std::system(command.toStdString().c_str()), 0);
+    ASSERT_EQ(
+        QProcess::execute("pdftoppm", {"-r", "300", "-png", "-singlefile", page + ".pdf", page}),
+        0);
     const QImage image(page + ".png");
     // The shape's corner on the page, in dots from the printable area's.
     const QPoint corner((area.width() - 102 * 9) / 2, (area.height() - 102 * 9) / 2);

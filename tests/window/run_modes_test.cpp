@@ -11,11 +11,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
-#include <filesystem>
 #include <functional>
 #include <vector>
 
-#include "canvas/image_io.h"
 #include "window/embedded.h"
 #include "window/session.h"
 
@@ -35,7 +33,7 @@ class RunModes : public testing::Test {
   // Runs the program in Qt's loop; `steps` run one after another, each
   // `gap` ms after the last. The last step should end the program, and the
   // loop with it, with status 0.
-  void run(std::vector<std::function<void()>> steps, int gap = 150) {
+  void run(std::vector<std::function<void()>> steps, int gap) {
     form.show();
     for (std::size_t i = 0; i < steps.size(); ++i)
       QTimer::singleShot(static_cast<int>(gap * (i + 1)), &form, steps[i]);
@@ -73,7 +71,6 @@ TEST_F(RunModes, FromTheStartScreenThroughBothModesToAClose) {
        },
        [&] {
          EXPECT_TRUE(form.menuBar()->actions().at(0)->isVisible());
-         EXPECT_EQ(form.SurfaceWindow().picture(), nullptr);
          EXPECT_EQ(form.SurfaceWindow().pixel(5, 5), OutlineColor);  // the first shape's
        },
        [&] {
@@ -117,60 +114,6 @@ TEST_F(RunModes, FromTheStartScreenThroughBothModesToAClose) {
        },
        [&] { form.close(); }},
       300);
-}
-
-// Pictures saved with the key S after a history of clicks, modes and menu
-// choices; the renderer makes each again from the file alone.
-TEST_F(RunModes, SavedPicturesAreMadeAgainExactly) {
-  const std::string home = dir_.filePath("home").toStdString();
-  std::filesystem::create_directories(home);
-  qputenv("HOME", home.c_str());
-  qputenv("XDG_CONFIG_HOME", (home + "/.config").c_str());
-  auto save = [&] { QTest::keyClick(&form, Qt::Key_S); };
-  run({[&] { child<QPushButton>("Command3")->click(); }, save,
-       [&] {
-         // Typing an S in a field is typing, not saving.
-         child<QLineEdit>("Text3")->setFocus();
-         QTest::keyClick(child<QLineEdit>("Text3"), Qt::Key_S);
-         menu(Menu::bcolorm);
-         menu(Menu::cpp9);
-         QTest::mouseClick(child<QPushButton>("Command1"), Qt::LeftButton);
-         save();
-       },
-       [&] {
-         menu(Menu::ssaver);
-         program.timerTick(TimerId::Timer1);
-         program.st.userColors[3] = 0x445566;
-         menu(Menu::uedit);
-         menu(Menu::csingle);
-         program.timerTick(TimerId::Timer1);
-         save();
-       },
-       [&] {
-         menu(Menu::regmode);
-         menu(Menu::cpattern);
-         QTest::mouseClick(child<QPushButton>("Command1"), Qt::LeftButton);
-         menu(Menu::sdfdssdf);
-         menu(Menu::quit);
-       }});
-  const std::filesystem::path saved = home + "/Pictures/Tavrel";
-  std::vector<std::filesystem::path> files;
-  for (const auto& e : std::filesystem::directory_iterator(saved)) files.push_back(e.path());
-  ASSERT_EQ(files.size(), 4u);
-  // Two were made in single-shape mode, two in pattern modes.
-  EXPECT_EQ(std::ranges::count_if(files, [](auto& f) { return f.stem().string()[0] == 's'; }), 2);
-  for (const auto& file : files) {
-    const std::string out = dir_.filePath("again").toStdString();
-    std::filesystem::create_directories(out);
-    const std::string command = std::string("'") + TAVREL_RENDER + "' --from '" + file.string() +
-                                "' --zoom 4 --out '" + out + "' >/dev/null";
-    ASSERT_EQ(std::system(command.c_str()), 0) << command;
-    const auto original = readPng(file);
-    const auto again = readPng(std::filesystem::path(out) / (file.stem().string() + "-again.png"));
-    ASSERT_TRUE(original && again) << file;
-    EXPECT_EQ(original->image.width, 408);
-    EXPECT_EQ(again->image, original->image) << file;
-  }
 }
 
 }  // namespace

@@ -125,12 +125,7 @@ TEST(ServerStage, WhatAMoveLeavesBareIsTheOldBoxLessTheNew) {
       {QRect(), 1},                    // nothing drawn now: all of it
   };
   for (const auto& [now, count] : rows) {
-    SCOPED_TRACE(QString("%1,%2 %3x%4")
-                     .arg(now.x())
-                     .arg(now.y())
-                     .arg(now.width())
-                     .arg(now.height())
-                     .toStdString());
+    SCOPED_TRACE(testing::Message() << now.x() << "," << now.y() << " " << now.width());
     const Uncovered bare = uncovered(at, now);
     EXPECT_EQ(bare.count, count);
     QRegion region;
