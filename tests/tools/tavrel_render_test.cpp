@@ -400,7 +400,8 @@ TEST_F(RenderTest, WhatCannotBeWrittenIsOneLine) {
 // Every program answers -h (as --help, which the manual page's test runs)
 // and --version (with its licence) on stdout with status 0, with no display
 // and before anything else; an option nobody knows is one line that quotes
-// it, and status 2.
+// it, and status 2. The two that draw say in one line that there is no
+// display, and end with status 1.
 TEST_F(RenderTest, EveryProgramAnswersHelpAndVersionWithoutADisplay) {
   std::vector<std::pair<std::string, std::string>> programs{{"tavrel-render", TAVREL_RENDER}};
 #ifdef TAVREL_SAVER
@@ -418,6 +419,9 @@ TEST_F(RenderTest, EveryProgramAnswersHelpAndVersionWithoutADisplay) {
     EXPECT_TRUE(out_.starts_with("Usage: " + name + " ")) << out_;
     EXPECT_EQ(render("\"$(printf -- '--a\\nb')\"", "", path), 2) << name;
     EXPECT_EQ(err_, name + ": unknown option '--a\\nb' (see --help)\n");
+    if (name == "tavrel-render") continue;
+    EXPECT_EQ(render("", "env -u QT_QPA_PLATFORM -u XSCREENSAVER_WINDOW ", path), 1) << name;
+    EXPECT_EQ(err_, name + ": no display to draw on (DISPLAY is not set)\n");
   }
 }
 
