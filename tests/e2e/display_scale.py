@@ -15,15 +15,15 @@ import sys
 import tempfile
 import time
 
-# screen     dpi  TAVREL_SCALE  Qt  program  dialogs
+# screen     dpi  TAVREL_SCALE  Qt  program  dialogs   display given by
 ROWS = """
-1024x768     96   -             1   1        design
-1920x1080    96   -             1   1.92     -
-1920x1080    192  -             2   0.96     -
-3840x2160    96   -             3   1.28     compared
-3840x2160    192  -             2   1.92     compared
-3840x2160    96   2             2   1        -
-3840x2160    192  1             2   0.5      -
+1024x768     96   -             1   1        design    DISPLAY
+1920x1080    96   -             1   1.92     -         -display
+1920x1080    192  -             2   0.96     -         DISPLAY
+3840x2160    96   -             3   1.28     compared  DISPLAY
+3840x2160    192  -             2   1.92     compared  -display
+3840x2160    96   2             2   1        -         DISPLAY
+3840x2160    192  1             2   0.5      -         DISPLAY
 """
 
 # The menu entry that opens a dialog, and the dialog's title.
@@ -152,8 +152,9 @@ def near(a, b):
 
 design = {}
 for line in ROWS.strip().splitlines():
-    size, dpi, override, qt, program, dialogs = line.split()
-    row = "%s at %s dpi%s" % (size, dpi, "" if override == "-" else ", TAVREL_SCALE=" + override)
+    size, dpi, override, qt, program, dialogs, given = line.split()
+    row = "%s at %s dpi%s, by %s" % (size, dpi, "" if override == "-" else ", TAVREL_SCALE=" + override,
+                                      given)
     screen_w, screen_h = map(int, size.split("x"))
     x = Xvfb(size, int(dpi))
     env = dict(x.env, QT_QPA_PLATFORM="xcb",
@@ -162,7 +163,10 @@ for line in ROWS.strip().splitlines():
     if override != "-":
         env["TAVREL_SCALE"] = override
     log = open(os.path.join(scratch, "log"), "w+")
-    app = subprocess.Popen(orphan_proof([tavrel]), cwd=samples, env=env, stdout=log, stderr=log)
+    argv, app_env = [tavrel], dict(env)
+    if given == "-display":  # Qt's own option, which the program reads as Qt does
+        argv += ["-display", app_env.pop("DISPLAY")]
+    app = subprocess.Popen(orphan_proof(argv), cwd=samples, env=app_env, stdout=log, stderr=log)
     try:
         said = until(lambda: re.search(r"display scale ([\d.]+): Qt ([\d.]+), the program ([\d.]+)",
                                        open(log.name).read()))
