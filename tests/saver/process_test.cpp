@@ -21,14 +21,12 @@ TEST(SaverProcess, OneLockFilePerDisplay) {
   const std::string runtime = dir.path.string();
   fs::create_symlink("/etc/passwd", dir.path / "tavrel-saver-linked.lock");
   const auto first = holdDisplayLock(runtime.c_str(), "wayland-1");
+  const std::string taken =
+      "another tavrel-saver --idle is already running on the Wayland display 'wayland-1'";
   ASSERT_TRUE(std::holds_alternative<int>(first));
   const std::tuple<const char*, const char*, std::string> cases[] = {
-      {runtime.c_str(), "wayland-1",
-       "another tavrel-saver --idle is already running on the "
-       "Wayland display 'wayland-1'"},
-      {runtime.c_str(), "/run/x/wayland-1",
-       "another tavrel-saver --idle is already running on "
-       "the Wayland display 'wayland-1'"},
+      {runtime.c_str(), "wayland-1", taken},
+      {runtime.c_str(), "/run/x/wayland-1", taken},
       {runtime.c_str(), "wayland-2", ""},
       {runtime.c_str(), "linked",
        "cannot make the lock file '" + runtime + "/tavrel-saver-linked.lock'"},

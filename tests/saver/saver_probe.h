@@ -102,6 +102,23 @@ inline std::vector<std::string> words(const std::string& text) {
   return argv;
 }
 
+// A screen's pixels as ImageMagick and grim write them, in PNG files.
+using Shot = ImageData;
+inline std::optional<Shot> readShot(const fs::path& file) {
+  auto png = readPng(file);
+  return png ? std::optional(std::move(png->image)) : std::nullopt;
+}
+// Black as a person sees it; the outline colour 1 counts as black.
+inline bool dark(Colour c) {
+  return std::max({c & 0xFF, c >> 8 & 0xFF, c >> 16 & 0xFF}) < 24;
+}
+// Near enough for a display of 16 bits a pixel.
+inline bool near(Colour a, Colour b) {
+  for (int shift : {0, 8, 16})
+    if (std::abs((a >> shift & 0xFF) - (b >> shift & 0xFF)) > 8) return false;
+  return true;
+}
+
 // The pictures tavrel-render --screensaver writes with these options, in order:
 // the module must show these.
 inline std::vector<ImageData> rendered(const std::string& options, int count) {
@@ -114,39 +131,9 @@ inline std::vector<ImageData> rendered(const std::string& options, int count) {
     for (const auto& file : fs::directory_iterator(dir.path)) files.push_back(file);
   std::ranges::sort(files);  // NAME-1.png, NAME-2.png, ...
   std::vector<ImageData> pictures;
-  for (const auto& file : files) pictures.push_back(readPng(file).value_or(PngFile{}).image);
+  for (const auto& file : files) pictures.push_back(readShot(file).value_or(ImageData{}));
   if (std::ssize(pictures) != count) throw std::runtime_error("no pictures from " + command);
   return pictures;
-}
-
-// A screen's pixels, 0x00BBGGRR, from a PPM file of 8-bit channels.
-struct Shot {
-  int width = 0, height = 0;
-  std::vector<Colour> pixels;
-  Colour at(int x, int y) const { return pixels[static_cast<std::size_t>(y) * width + x]; }
-  // Black as a person sees it; the outline colour 1 counts as black.
-  static bool dark(Colour c) { return std::max({c & 0xFF, c >> 8 & 0xFF, c >> 16 & 0xFF}) < 24; }
-  // Near enough for a display of 16 bits a pixel.
-  static bool near(Colour a, Colour b) {
-    for (int shift : {0, 8, 16})
-      if (std::abs((a >> shift & 0xFF) - (b >> shift & 0xFF)) > 8) return false;
-    return true;
-  }
-};
-
-inline std::optional<Shot> readPpm(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  std::string magic;
-  int top = 0;
-  Shot shot;
-  if (!(in >> magic >> shot.width >> shot.height >> top) || magic != "P6" || top != 255) return {};
-  in.get();
-  std::vector<unsigned char> rgb(static_cast<std::size_t>(shot.width) * shot.height * 3);
-  if (!in.read(reinterpret_cast<char*>(rgb.data()), static_cast<std::streamsize>(rgb.size())))
-    return std::nullopt;
-  for (std::size_t i = 0; i < rgb.size(); i += 3)
-    shot.pixels.push_back(static_cast<Colour>(rgb[i] | rgb[i + 1] << 8 | rgb[i + 2] << 16));
-  return shot;
 }
 
 struct Place {
@@ -169,7 +156,7 @@ inline int zoomOf(const Shot& shot) {
 inline std::optional<Place> find(const Shot& shot, const ImageData& picture) {
   const int zoom = zoomOf(shot);
   const auto firstLit = [](const std::vector<Colour>& pixels) {
-    return static_cast<int>(std::ranges::find_if_not(pixels, Shot::dark) - pixels.begin());
+    return static_cast<int>(std::ranges::find_if_not(pixels, dark) - pixels.begin());
   };
   const int p = firstLit(picture.pixels), s = firstLit(shot.pixels);
   const Place at{s % shot.width - p % picture.width * zoom,
@@ -179,8 +166,7 @@ inline std::optional<Place> find(const Shot& shot, const ImageData& picture) {
     for (int x = 0; x < shot.width; ++x) {
       const int px = (x - at.x) / zoom, py = (y - at.y) / zoom;
       const bool in = x >= at.x && y >= at.y && px < picture.width && py < picture.height;
-      if (in ? !Shot::near(shot.at(x, y), picture.at(px, py)) : !Shot::dark(shot.at(x, y)))
-        return std::nullopt;
+      if (in ? !near(shot.at(x, y), picture.at(px, py)) : !dark(shot.at(x, y))) return std::nullopt;
     }
   return at;
 }
@@ -193,8 +179,8 @@ inline bool textShown(const Shot& shot) {
   bool white = false;
   for (int y = 2 * zoom; y < (2 + shortest.height) * zoom; ++y)
     for (int x = 2 * zoom; x < (2 + shortest.width) * zoom; ++x) {
-      if (!Shot::dark(shot.at(x, y)) && !Shot::near(shot.at(x, y), kWhite)) return false;
-      white = white || !Shot::dark(shot.at(x, y));
+      if (!dark(shot.at(x, y)) && !near(shot.at(x, y), kWhite)) return false;
+      white = white || !dark(shot.at(x, y));
     }
   return white;
 }
@@ -202,21 +188,35 @@ inline bool textShown(const Shot& shot) {
 // The modules a test starts, and what a screen shows of them.
 class ModuleTest : public ::testing::Test {
  protected:
+  // Only what the test itself sets chooses the desktop and the module's way.
+  ModuleTest() {
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "SWAYSOCK", "XDG_CURRENT_DESKTOP",
+                             "XSCREENSAVER_WINDOW", "TAVREL_SCALE", "TAVREL_SAVER_SHELL"})
+      unsetenv(name);
+  }
   Child& startModule(const std::string& options) {
     std::vector<std::string> argv = words(options);
     argv.insert(argv.begin(), TAVREL_SAVER);
     return *modules_.emplace_back(std::make_unique<Child>(argv));
   }
-  // Where the picture stands once `shot` shows it alone on black, at a
+  // A screen's pixels: an X window's (an id, or "root") or a Wayland output's.
+  virtual std::optional<Shot> shot(const std::string& where) = 0;
+  // Whether the screen comes to be as `is` says within `limit`.
+  bool shows(const std::string& where, const std::function<bool(const Shot&)>& is,
+             std::chrono::milliseconds limit = 3s) {
+    return eventually(limit, [&] {
+      const auto s = shot(where);
+      return s && is(*s);
+    });
+  }
+  // Where the picture stands once the screen shows it alone on black, at a
   // place `wanted`.
-  std::optional<Place> waitForPicture(
-      const std::function<std::optional<Shot>()>& shot, const ImageData& picture,
+  std::optional<Place> waitOn(
+      const std::string& where, const ImageData& picture,
       const std::function<bool(Place)>& wanted = [](Place) { return true; }) {
     std::optional<Place> at;
-    eventually(2s, [&] {
-      const auto s = shot();
-      return (at = s ? find(*s, picture) : std::nullopt) && wanted(*at);
-    });
+    shows(
+        where, [&](const Shot& s) { return (at = find(s, picture)) && wanted(*at); }, 2s);
     return at;
   }
   void TearDown() override { modules_.clear(); }

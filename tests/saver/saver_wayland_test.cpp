@@ -3,8 +3,6 @@
 // tavrel-saver-test when the test runs as root, as their seats need; the
 // outputs read back with grim, keys from wtype, and pointer, fake input and
 // an idle-inhibiting window from wl_tool.
-#include <pwd.h>
-
 #include "saver_probe.h"
 
 namespace tavrel::saver::test {
@@ -15,24 +13,22 @@ constexpr Colour kGrey = 0x3F3F3F;
 
 class Desktop : public ModuleTest {
  protected:
-  // The first tool the test needs and does not find. Under CI (CI set) a
-  // missing tool is a failure; elsewhere the test is skipped.
-  static std::optional<std::string> missing(std::initializer_list<const char*> tools) {
+  // Whether a tool the test needs is not installed: a failure under CI (CI
+  // set), elsewhere a reason to skip the test.
+  static bool lacks(std::initializer_list<const char*> tools) {
     for (const char* tool : tools)
       if (std::system(("command -v " + std::string(tool) + " >/dev/null").c_str()) != 0) {
         if (std::getenv("CI")) ADD_FAILURE() << tool << " is not installed";
-        return std::string(tool) + " is not installed";
+        [&] { GTEST_SKIP() << tool << " is not installed"; }();
+        return true;
       }
-    return std::nullopt;
+    return false;
   }
 
   // The compositor's sockets are in a runtime folder of the test's own,
   // where they never meet another run's.
   void SetUp() override {
     fs::permissions(dir_.path, fs::perms::owner_all, fs::perm_options::replace);
-    for (const char* name : {"DISPLAY", "XSCREENSAVER_WINDOW", "TAVREL_SCALE", "TAVREL_SAVER_SHELL",
-                             "WAYLAND_DISPLAY"})
-      unsetenv(name);
     setenv("XDG_RUNTIME_DIR", dir_.path.c_str(), 1);
   }
   void TearDown() override {
@@ -48,21 +44,15 @@ class Desktop : public ModuleTest {
                                  const std::vector<std::string>& env = {}) {
     std::vector<std::string> argv{"setpriv", "--pdeathsig", "KILL", "--"};
     if (getuid() == 0) {
-      const char* user = "tavrel-saver-test";
-      // Another test may make the user at the same time: what counts is that it exists.
-      if (getpwnam(user) == nullptr)
-        (void)!std::system("useradd --system --create-home --shell /bin/sh tavrel-saver-test");
-      if (const passwd* pw = getpwnam(user)) {
-        // The guest's own from here on; a file that went meanwhile is no matter.
-        std::error_code ignored;
-        for (fs::recursive_directory_iterator it(dir_.path, ignored), end; it != end;
-             it.increment(ignored))
-          (void)!lchown(it->path().c_str(), pw->pw_uid, pw->pw_gid);
-        if (lchown(dir_.path.c_str(), pw->pw_uid, pw->pw_gid) != 0)
-          ADD_FAILURE() << "cannot hand " << dir_.path << " to " << user;
-        argv.insert(argv.begin() + 1, {"--reuid=" + std::to_string(pw->pw_uid),
-                                       "--regid=" + std::to_string(pw->pw_gid), "--init-groups"});
-      }
+      // Another test may make the user at the same time: what counts is that it exists. The
+      // folder is the guest's own from here on; a file that went meanwhile is no matter.
+      const std::string user = "tavrel-saver-test";
+      (void)!std::system(("id " + user +
+                          " >/dev/null 2>&1 || useradd --system --create-home --shell /bin/sh " +
+                          user)
+                             .c_str());
+      (void)run({"chown", "-hR", user + ":", dir_.path});
+      argv.insert(argv.begin() + 1, {"--reuid=" + user, "--regid=" + user, "--init-groups"});
     }
     argv.insert(argv.end(),
                 {"env", "-i", "PATH=/usr/local/bin:/usr/bin:/bin", "HOME=" + dir_.path.string(),
@@ -168,6 +158,11 @@ class Desktop : public ModuleTest {
     EXPECT_TRUE(waits(module, 2500ms)) << "pictures again over the locker";
   }
 
+  std::optional<Shot> shot(const std::string& output) override {
+    const fs::path file = dir_ / ("shot-" + output + ".png");
+    return run({"grim", "-o", output, file.string()}) ? readShot(file) : std::nullopt;
+  }
+
   std::optional<Child> compositor_;
   std::vector<std::unique_ptr<Child>> guests_;
 };
@@ -175,8 +170,7 @@ class Desktop : public ModuleTest {
 class SaverWayland : public Desktop {
  protected:
   void SetUp() override {
-    if (const auto tool = missing({"sway", "swaymsg", "grim", "wtype", "setpriv"}))
-      GTEST_SKIP() << *tool;
+    if (lacks({"sway", "swaymsg", "grim", "wtype", "setpriv"})) return;
     Desktop::SetUp();
     std::ofstream(dir_ / "config") << "xwayland disable\ndefault_border none\n";
     ASSERT_TRUE(startCompositor(
@@ -200,21 +194,11 @@ class SaverWayland : public Desktop {
     argv.insert(argv.begin(), {"swaymsg", "-q"});
     return run(argv);
   }
-  std::optional<Shot> shot(const std::string& output) {
-    const fs::path file = dir_ / ("shot-" + output + ".ppm");
-    return run({"grim", "-t", "ppm", "-o", output, file.string()}) ? readPpm(file) : std::nullopt;
-  }
-  std::optional<Place> waitOn(
-      const std::string& output, const ImageData& picture,
-      const std::function<bool(Place)>& wanted = [](Place) { return true; }) {
-    return waitForPicture([&] { return shot(output); }, picture, wanted);
-  }
   // Whether the output comes to show `colour` everywhere, as a locker or a
   // desktop does and the pictures never do.
   bool showsOnly(const std::string& output, Colour colour) {
-    return eventually(2s, [&] {
-      const auto s = shot(output);
-      return s && std::ranges::count(s->pixels, colour) == std::ssize(s->pixels);
+    return shows(output, [&](const Shot& s) {
+      return std::ranges::count(s.pixels, colour) == std::ssize(s.pixels);
     });
   }
 };
@@ -228,7 +212,6 @@ TEST_F(SaverWayland, TheWallpaperTileRunsOnAcrossTwoOutputs) {
               "output HEADLESS-2 mode 1600x1200 scale 2 position 1000 0"));
   // The file is the compositor's to read.
   setenv("XDG_DATA_HOME", (dir_ / "data").c_str(), 1);
-  unsetenv("XDG_CURRENT_DESKTOP");
   ASSERT_TRUE(
       run({TAVREL_RENDER, "--wallpaper", "--generator", "pattern", "--seed", "9", "--no-history"}));
   const ImageData tile = rendered("--generator pattern --seed 9", 1)[0];
@@ -242,11 +225,8 @@ TEST_F(SaverWayland, TheWallpaperTileRunsOnAcrossTwoOutputs) {
     for (int y = 0; y < height; ++y)
       for (int x = 0; x < width; ++x)
         want.pixels.push_back(tile.at(1 + (left + x / scale) % 98, 1 + y / scale % 98));
-    EXPECT_TRUE(eventually(5s,
-                           [&] {
-                             const auto s = shot(name);
-                             return s && s->width == width && s->pixels == want.pixels;
-                           }))
+    EXPECT_TRUE(shows(
+        name, [&](const Shot& s) { return s == want; }, 5s))
         << name << ": the tile is not on the one grid";
   }
 }
@@ -322,16 +302,10 @@ TEST_F(SaverWayland, FullScreenWindowsWithoutLayerShell) {
   EXPECT_EQ(application.stderrText(), "");
 
   Child& unseen = startModule("--wayland --no-input-exit --seed 4 --fps");
-  const auto rate = [&] {
-    return eventually(3s, [&] {
-      const auto s = shot("HEADLESS-2");
-      return s && textShown(*s);
-    });
-  };
-  EXPECT_TRUE(rate()) << "no frame rate in the corner";
+  EXPECT_TRUE(shows("HEADLESS-2", textShown)) << "no frame rate in the corner";
   ASSERT_TRUE(run({"wtype", "-s", "300", "x"}) && tool("move 40 30") && tool("press"));
   EXPECT_FALSE(unseen.waitExit(500ms));
-  EXPECT_TRUE(rate());
+  EXPECT_TRUE(shows("HEADLESS-2", textShown));
   ASSERT_TRUE(swaymsg("[app_id=tavrel-saver] move scratchpad"));
   EXPECT_TRUE(stopsWithin(unseen, 1s));
   EXPECT_TRUE(waits(unseen, 2000ms)) << "drawing out of sight";
@@ -354,10 +328,10 @@ TEST_F(SaverWayland, IdleByKeysPointerAndAnInhibitor) {
 // it. The README's lines: the module resident, and swayidle for the lock
 // alone, whose -w waits for each command it runs, so the module is not one.
 TEST_F(SaverWayland, LockCommandLockersAndSwayidle) {
-  if (const auto tool = missing({"swaylock", "swayidle"})) GTEST_SKIP() << *tool;
-  const fs::path atLock = dir_ / "at-lock.ppm";
-  lockCommand("grim -t ppm -o HEADLESS-1 '" + atLock.string() + "'");
-  const auto shown = readPpm(atLock);
+  if (lacks({"swaylock", "swayidle"})) return;
+  const fs::path atLock = dir_ / "at-lock.png";
+  lockCommand("grim -o HEADLESS-1 '" + atLock.string() + "'");
+  const auto shown = readShot(atLock);
   EXPECT_TRUE(shown && std::ranges::count(shown->pixels, kGrey) == shown->width * shown->height);
 
   const std::vector<std::string> lockers[] = {
@@ -394,13 +368,10 @@ TEST_F(SaverWayland, TheWindowRunsNatively) {
   // A bus of its own: whatever it would start there (a desktop portal)
   // cannot be started, and nothing outlives the test.
   Child app(privateBus({"sh", "-c", "cd '" TAVREL_SAMPLES "' && exec '" TAVREL_APP "'"}));
-  EXPECT_TRUE(eventually(10s,
-                         [&] {
-                           const auto s = shot("HEADLESS-1");
-                           return s &&
-                                  std::ranges::count(s->pixels, kBlack) > std::ssize(s->pixels) / 2;
-                         }))
-      << "no start screen: " << app.stderrText();
+  const auto black = [](const Shot& s) {
+    return std::ranges::count(s.pixels, kBlack) > std::ssize(s.pixels) / 2;
+  };
+  EXPECT_TRUE(shows("HEADLESS-1", black, 10s)) << "no start screen: " << app.stderrText();
   ASSERT_TRUE(swaymsg("[app_id=io.github.tavrel.Tavrel] kill"));
   EXPECT_EQ(app.waitExit(10s), 0) << app.stderrText();
 }
@@ -411,8 +382,7 @@ TEST_F(SaverWayland, TheWindowRunsNatively) {
 // clients of its own user. Its binary carries a file capability that a
 // container may not grant, so a copy without it runs.
 TEST_F(Desktop, KWinIdleByKeysPointerAndAnInhibitorAndTheLockCommand) {
-  if (const auto tool = missing({"kwin_wayland", "dbus-run-session", "setpriv"}))
-    GTEST_SKIP() << *tool;
+  if (lacks({"kwin_wayland", "dbus-run-session", "setpriv"})) return;
   const fs::path kwin = dir_ / "kwin_wayland";
   fs::copy_file("/usr/bin/kwin_wayland", kwin);
   ASSERT_TRUE(startCompositor(privateBus({kwin.string(), "--virtual", "--no-lockscreen", "--socket",
@@ -429,17 +399,15 @@ TEST_F(Desktop, KWinIdleByKeysPointerAndAnInhibitorAndTheLockCommand) {
 // Weston tells no idleness: --idle says so in one line; the pictures come
 // by hand, full-screen windows as weston has no layer-shell.
 TEST_F(Desktop, WestonByHandOnly) {
-  if (const auto tool = missing({"weston", "setpriv"})) GTEST_SKIP() << *tool;
+  if (lacks({"weston", "setpriv"})) return;
   ASSERT_TRUE(startCompositor({"weston", "--backend=headless-backend.so", "--socket=wayland-w"},
                               [this] { return fs::exists(dir_ / "wayland-w"); }))
       << compositor_->stderrText();
   setenv("WAYLAND_DISPLAY", "wayland-w", 1);
   Child& idle = startModule("--idle 300");
   EXPECT_EQ(idle.waitExit(2s), 1);
-  EXPECT_EQ(idle.stderrText(),
-            "tavrel-saver: the desktop tells no idleness: the Wayland compositor offers neither "
-            "ext-idle-notify-v1 nor org_kde_kwin_idle, and no GNOME idle monitor is on the "
-            "session bus\n");
+  EXPECT_TRUE(idle.stderrText().starts_with("tavrel-saver: the desktop tells no idleness: "))
+      << idle.stderrText();
   Child& module = startModule("--wayland --seed 1");
   EXPECT_TRUE(drawsWithin(module, 5s)) << module.stderrText();
 }

@@ -35,15 +35,13 @@ std::string changed(const Settings& s) {
       << "\nfps=" << x.fps << "\ninputExits=" << x.inputExits << "\nnoHistory=" << x.noHistory
       << "\nidle=" << x.idle.value_or(0) << "\nlockAfter=" << x.lockAfter.value_or(0)
       << "\nlock=" << x.lockCommand << "\nhelp=" << x.help << "\nversion=" << x.version;
-    std::vector<std::string> all;
-    std::istringstream in(o.str());
-    for (std::string field; std::getline(in, field);) all.push_back(field);
-    return all;
+    return o.str();
   };
-  static const auto defaults = fields(parsed({}));
+  static const std::string defaults = fields(parsed({}));
+  std::istringstream now(fields(s)), was(defaults);
   std::string out;
-  for (std::size_t i = 0; const std::string& field : fields(s))
-    if (field != defaults[i++]) out += ' ' + field;
+  for (std::string field, before; std::getline(now, field) && std::getline(was, before);)
+    if (field != before) out += ' ' + field;
   return out;
 }
 

@@ -37,26 +37,31 @@ wl_shm* shm = nullptr;
 xdg_wm_base* wmBase = nullptr;
 zwp_idle_inhibit_manager_v1* inhibitors = nullptr;
 
-template <typename T>
-void take(T*& to, wl_registry* registry, std::uint32_t name, const wl_interface* interface,
-          std::uint32_t version = 1) {
-  if (!to) to = static_cast<T*>(wl_registry_bind(registry, name, interface, version));
+// Binds the first global of its kind at the version the tool needs.
+template <auto& to>
+void bind(wl_registry* registry, std::uint32_t name, const wl_interface* is,
+          std::uint32_t version) {
+  if (!to)
+    to = static_cast<std::remove_reference_t<decltype(to)>>(
+        wl_registry_bind(registry, name, is, version));
 }
 
 void global(void*, wl_registry* registry, std::uint32_t name, const char* interface,
             std::uint32_t version) {
-  const std::string_view is = interface;
-  if (is == wl_seat_interface.name) take(seat, registry, name, &wl_seat_interface);
-  if (is == zwlr_virtual_pointer_manager_v1_interface.name)
-    take(pointers, registry, name, &zwlr_virtual_pointer_manager_v1_interface);
-  if (is == org_kde_kwin_fake_input_interface.name && version >= 4)
-    take(fake, registry, name, &org_kde_kwin_fake_input_interface, 4);
-  if (is == wl_compositor_interface.name)
-    take(compositor, registry, name, &wl_compositor_interface);
-  if (is == wl_shm_interface.name) take(shm, registry, name, &wl_shm_interface);
-  if (is == xdg_wm_base_interface.name) take(wmBase, registry, name, &xdg_wm_base_interface);
-  if (is == zwp_idle_inhibit_manager_v1_interface.name)
-    take(inhibitors, registry, name, &zwp_idle_inhibit_manager_v1_interface);
+  const struct {
+    decltype(&bind<seat>) take;
+    const wl_interface* is;
+    std::uint32_t version;
+  } wanted[] = {{bind<seat>, &wl_seat_interface, 1},
+                {bind<pointers>, &zwlr_virtual_pointer_manager_v1_interface, 1},
+                {bind<fake>, &org_kde_kwin_fake_input_interface, 4},
+                {bind<compositor>, &wl_compositor_interface, 1},
+                {bind<shm>, &wl_shm_interface, 1},
+                {bind<wmBase>, &xdg_wm_base_interface, 1},
+                {bind<inhibitors>, &zwp_idle_inhibit_manager_v1_interface, 1}};
+  for (const auto& w : wanted)
+    if (std::string_view(interface) == w.is->name && version >= w.version)
+      w.take(registry, name, w.is, w.version);
 }
 
 // KWin's fake input, which moves the seat's one pointer.
@@ -84,19 +89,17 @@ void virtualPointer(std::string_view what, char** argv) {
   wl_display_roundtrip(display);
   usleep(200000);
   std::uint32_t time = 1;
-  const auto move = [&](int dx, int dy) {
-    zwlr_virtual_pointer_v1_motion(pointer, ++time, wl_fixed_from_int(dx), wl_fixed_from_int(dy));
+  const auto send = [&](auto event, auto... args) {
+    event(pointer, ++time, args...);
     zwlr_virtual_pointer_v1_frame(pointer);
     wl_display_roundtrip(display);
   };
-  move(0, 0);
-  if (what == "move") move(std::atoi(argv[2]), std::atoi(argv[3]));
-  for (std::uint32_t state : {WL_POINTER_BUTTON_STATE_PRESSED, WL_POINTER_BUTTON_STATE_RELEASED}) {
-    if (what != "press") break;
-    zwlr_virtual_pointer_v1_button(pointer, ++time, kLeftButton, state);
-    zwlr_virtual_pointer_v1_frame(pointer);
-  }
-  wl_display_roundtrip(display);
+  send(zwlr_virtual_pointer_v1_motion, 0, 0);
+  if (what == "move")
+    send(zwlr_virtual_pointer_v1_motion, wl_fixed_from_int(std::atoi(argv[2])),
+         wl_fixed_from_int(std::atoi(argv[3])));
+  for (std::uint32_t state : {WL_POINTER_BUTTON_STATE_PRESSED, WL_POINTER_BUTTON_STATE_RELEASED})
+    if (what == "press") send(zwlr_virtual_pointer_v1_button, kLeftButton, state);
 }
 
 // A white toplevel with an idle inhibitor, shown until the process is
@@ -129,18 +132,13 @@ int window() {
       .modifiers = [](void*, wl_keyboard*, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t) {},
       .repeat_info = [](void*, wl_keyboard*, int32_t, int32_t) {},
   };
-  // The keyboard comes and goes with the tests' virtual keyboards.
+  // The keyboard comes and goes with the tests' virtual keyboards: a new one
+  // each time it comes.
   static const wl_seat_listener seatListener = {
       .capabilities =
           [](void*, wl_seat* seat, uint32_t caps) {
-            static wl_keyboard* keyboard = nullptr;
-            if ((caps & WL_SEAT_CAPABILITY_KEYBOARD) && !keyboard) {
-              keyboard = wl_seat_get_keyboard(seat);
-              wl_keyboard_add_listener(keyboard, &keys, nullptr);
-            } else if (!(caps & WL_SEAT_CAPABILITY_KEYBOARD) && keyboard) {
-              wl_keyboard_destroy(keyboard);
-              keyboard = nullptr;
-            }
+            if (caps & WL_SEAT_CAPABILITY_KEYBOARD)
+              wl_keyboard_add_listener(wl_seat_get_keyboard(seat), &keys, nullptr);
           },
       .name = [](void*, wl_seat*, const char*) {},
   };
@@ -156,16 +154,13 @@ int window() {
 
 int main(int argc, char** argv) {
   const std::string_view what = argc > 1 ? argv[1] : "";
-  if (!((what == "move" && argc == 4) || (what == "press" && argc == 2) ||
-        (what == "key" && argc == 3) || (what == "window" && argc == 2))) {
-    std::fprintf(stderr, "usage: wl_tool move DX DY | press | key CODE | window\n");
-    return 2;
-  }
-  display = wl_display_connect(nullptr);
-  if (!display) {
-    std::fprintf(stderr, "wl_tool: no compositor\n");
-    return 1;
-  }
+  if (argc != (what == "move"                        ? 4
+               : what == "key"                       ? 3
+               : what == "press" || what == "window" ? 2
+                                                     : 0))
+    return std::fprintf(stderr, "usage: wl_tool move DX DY | press | key CODE | window\n"), 2;
+  if (!(display = wl_display_connect(nullptr)))
+    return std::fprintf(stderr, "wl_tool: no compositor\n"), 1;
   static const wl_registry_listener registry = {global, [](void*, wl_registry*, std::uint32_t) {}};
   wl_registry_add_listener(wl_display_get_registry(display), &registry, nullptr);
   wl_display_roundtrip(display);
