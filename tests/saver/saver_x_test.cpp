@@ -97,6 +97,18 @@ TEST_F(SaverX, InTheGivenWindowAPictureThatMovesIsReplacedAndEndsOnSigterm) {
   ASSERT_TRUE(moved);
   EXPECT_EQ(std::abs(moved->x - 60 - shown->x), std::abs(moved->y - 40 - shown->y));
   EXPECT_EQ(children(), std::vector<xcb_window_t>{host});
+  // Made larger, the window's picture goes on along its diagonal, where a
+  // new start would be in the middle.
+  const std::uint32_t larger[] = {600, 400};
+  xcb_configure_window(c_, host, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, larger);
+  xcb_flush(c_);
+  std::this_thread::sleep_for(500ms);
+  EXPECT_TRUE(shows(hex(host), [&](const Shot& s) {
+    for (const ImageData& p : pictures)
+      if (const auto at = find(s, p))
+        return std::abs(at->x + 60 - moved->x) == std::abs(at->y + 40 - moved->y);
+    return false;
+  }));
   const std::uint32_t smaller[] = {120, 110};
   xcb_configure_window(c_, host, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, smaller);
   xcb_flush(c_);
