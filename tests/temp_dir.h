@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 namespace tavrel::testing_support {
@@ -19,5 +20,11 @@ struct TempDir {
   }
   std::filesystem::path operator/(const std::filesystem::path& p) const { return path / p; }
 };
+
+// All a file holds; nothing when it can't be read.
+inline std::string slurp(const std::filesystem::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
 
 }  // namespace tavrel::testing_support

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -61,14 +62,13 @@ struct Model {
   bool flood(int x, int y, Colour brush) {
     if (x < 0 || y < 0 || x >= w || y >= h || at(x, y) == OutlineColor) return false;
     std::vector<bool> seen(px.size());
-    std::vector<std::pair<int, int>> todo{{x, y}};
-    for (seen[y * w + x] = true; !todo.empty();) {
-      const auto [tx, ty] = todo.back();
+    seen[y * w + x] = true;
+    for (std::vector<int> todo{y * w + x}; !todo.empty();) {
+      const int i = todo.back();
       todo.pop_back();
-      for (auto [nx, ny] : {std::pair{tx + 1, ty}, {tx - 1, ty}, {tx, ty + 1}, {tx, ty - 1}})
-        if (nx >= 0 && ny >= 0 && nx < w && ny < h && !seen[ny * w + nx] &&
-            at(nx, ny) != OutlineColor)
-          seen[ny * w + nx] = true, todo.emplace_back(nx, ny);
+      for (int n : {i % w ? i - 1 : -1, (i + 1) % w ? i + 1 : -1, i - w, i + w})
+        if (n >= 0 && n < w * h && !seen[n] && px[n] != OutlineColor)
+          seen[n] = true, todo.push_back(n);
     }
     for (std::size_t i = 0; i < px.size(); ++i) px[i] = seen[i] ? brush : px[i];
     return true;
@@ -76,11 +76,6 @@ struct Model {
   void paste(const ImageData& p, int dx, int dy) {
     for (int y = 0; y < p.height; ++y)
       for (int x = 0; x < p.width; ++x) fill(dx + x, dy + y, dx + x, dy + y, p.at(x, y));
-  }
-  void resize(int nw, int nh) {
-    Model next{nw, nh, back};
-    next.paste({w, h, px}, 0, 0);
-    *this = next;
   }
 };
 
@@ -132,11 +127,10 @@ TEST(Surface, LazyErasingAgreesWithEagerErasingAcrossItsLimits) {
       return static_cast<int>((seed >> 8) % static_cast<std::uint32_t>(below));
     };
     for (const std::string& step : steps) {
-      std::istringstream in(step);
-      char op = 0;
-      std::vector<double> v;  // whole numbers but for the far ends of lines
-      in >> op;
-      for (double d; in >> d;) v.push_back(d);
+      std::istringstream in(step.substr(1));
+      const char op = step[0];
+      // Whole numbers but for the far ends of lines.
+      const std::vector<double> v{std::istream_iterator<double>(in), {}};
       const Colour c = v.empty() ? 0 : static_cast<Colour>(v.back());  // the last is a colour
       const auto whole = [&](int i) { return static_cast<int>(std::clamp(v[i], -1e6, 1e6)); };
       Model before = m;
@@ -164,7 +158,9 @@ TEST(Surface, LazyErasingAgreesWithEagerErasingAcrossItsLimits) {
         m.paste(*picture, whole(0), whole(1));
       } else if (op == 'r') {
         s.resize(whole(0), whole(1));
-        m.resize(whole(0), whole(1));
+        Model next{whole(0), whole(1), m.back};  // keeping what fits
+        next.paste({m.w, m.h, m.px}, 0, 0);
+        m = next;
       } else {  // an erase
         if (op == 'k') s.setBackColor(m.back = c);
         if (op == 'c') s.Cls();

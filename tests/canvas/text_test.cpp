@@ -11,10 +11,7 @@
 namespace tavrel {
 namespace {
 
-// 'text' as quotedText shows it, cut after `text` when `cut`.
-std::string inQuotes(const std::string& text, bool cut = false) {
-  return '\'' + text + (cut ? "...'" : "'");
-}
+using namespace std::string_literals;
 
 std::string repeated(const std::string& s, int n) {
   return n ? s + repeated(s, n - 1) : "";
@@ -34,11 +31,11 @@ TEST(Text, QuotedTextIsOnePrintableShortLine) {
       // A direction override, a line separator, a zero-width joiner, a BOM:
       // printable, but never shown as they are.
       {"a\u202eb\u2028c\u200dd\ufeff", "'a\\u202eb\\u2028c\\u200dd\\ufeff'", true},
-      {std::string(100, 'x'), inQuotes(std::string(100, 'x')), true},
-      {std::string(101, 'x'), inQuotes(std::string(100, 'x'), true), true},
-      {std::string(99, 'x') + "\n", inQuotes(std::string(99, 'x'), true), false},
-      {std::string(30, '\xe4'), inQuotes(repeated("\\xe4", 25), true), false},  // 4 places each
-      {repeated("ä", 101), inQuotes(repeated("ä", 100), true), true},           // 1 place each
+      {std::string(100, 'x'), "'"s + std::string(100, 'x') + "'", true},
+      {std::string(101, 'x'), "'"s + std::string(100, 'x') + "...'", true},
+      {std::string(99, 'x') + "\n", "'"s + std::string(99, 'x') + "...'", false},
+      {std::string(30, '\xe4'), "'"s + repeated("\\xe4", 25) + "...'", false},  // 4 places each
+      {repeated("ä", 101), "'"s + repeated("ä", 100) + "...'", true},           // 1 place each
   };
   for (const auto& [text, quoted, printable] : cases) {
     EXPECT_EQ(quotedText(text), quoted) << quoted;
@@ -76,11 +73,9 @@ TEST(Text, ARandomStateIsTakenOnlyAsTheSourceWritesIt) {
     Random r(7);
     const std::string before = r.state();
     EXPECT_EQ(r.setState(state), taken) << state.substr(0, 40);
-    EXPECT_TRUE(taken || r.state() == before);
+    // What is taken is written back as the source writes it.
+    EXPECT_EQ(r.state(), !taken ? before : state.starts_with("00") ? good : state);
   }
-  Random r;
-  ASSERT_TRUE(r.setState(std::string(2, '0').append(good)));
-  EXPECT_EQ(r.state(), good);
 }
 
 }  // namespace

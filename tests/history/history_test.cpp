@@ -17,6 +17,7 @@ namespace tavrel {
 namespace {
 
 namespace fs = std::filesystem;
+using testing_support::slurp;
 
 Recipe recipeOf(std::uint32_t seed) {
   RunChoices run;
@@ -28,23 +29,14 @@ HistoryEntry entry(std::uint64_t number, std::uint32_t seed) {
   return {number, 1764065702, "tavrel-render", seed, 1, recipeOf(seed)};
 }
 
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
 // Each field of a record at its limit is read; one past it, or anything
 // broken, and nothing of the file is.
 TEST(HistoryText, ReadsWhatItWritesAndRefusesEveryBrokenPart) {
-  HistoryEntry unseeded = entry(8, 2);
-  unseeded.seed.reset();
-  unseeded.program = "tavrel";
-  unseeded.place = 12;
+  const HistoryEntry unseeded{8, 1764065702, "tavrel", std::nullopt, 12, recipeOf(2)};
   const std::string good = historyHeader(4) + historyRecord(entry(5, 1)) + historyRecord(unseeded);
-  const auto read = parseHistory(good);
-  ASSERT_TRUE(read);
-  EXPECT_EQ(read->after, 4u);
-  EXPECT_EQ(read->entries, (std::vector<HistoryEntry>{entry(5, 1), unseeded}));
+  const auto read = parseHistory(good).value();
+  EXPECT_EQ(read.after, 4u);
+  EXPECT_EQ(read.entries, (std::vector<HistoryEntry>{entry(5, 1), unseeded}));
 
   const auto changed = [&](std::string_view from, std::string_view to) {
     std::string text = good;
@@ -78,8 +70,7 @@ TEST(HistoryText, ReadsWhatItWritesAndRefusesEveryBrokenPart) {
   for (const auto& [text, read] : rows) EXPECT_EQ(parseHistory(text).has_value(), read) << text;
 }
 
-class HistoryFile : public testing::Test {
- protected:
+struct HistoryFile : testing::Test {
   History history(std::string program = "tavrel-render") {
     return History(dir_ / "tavrel", std::move(program),
                    [this](const std::string& line) { warnings_.push_back(line); });
@@ -120,12 +111,11 @@ TEST_F(HistoryFile, KeepsTheNewestThousandUnderNumbersNeverGivenTwice) {
   for (std::uint32_t i = 100; i < 1100; ++i) ASSERT_TRUE(h.add(recipeOf(i), i, 1));
   EXPECT_EQ(kept(), std::tuple(101u, 1100u, 1000u));
   ASSERT_TRUE(h.add(recipeOf(7), 7, 1));
-  const auto cut = parseHistory(slurp(file_));
-  ASSERT_TRUE(cut);
-  EXPECT_EQ(cut->after, 101u);
-  EXPECT_EQ(cut->entries.size(), kHistoryKept);
-  EXPECT_EQ(cut->entries.back(),
-            (HistoryEntry{1101, cut->entries.back().time, "tavrel-render", 7, 1, recipeOf(7)}));
+  const auto cut = parseHistory(slurp(file_)).value();
+  EXPECT_EQ(cut.after, 101u);
+  EXPECT_EQ(cut.entries.size(), kHistoryKept);
+  EXPECT_EQ(cut.entries.back(),
+            (HistoryEntry{1101, cut.entries.back().time, "tavrel-render", 7, 1, recipeOf(7)}));
   EXPECT_EQ(kept(), std::tuple(102u, 1101u, 1000u));
   // Nothing but the file beside it, and nothing said.
   EXPECT_EQ(std::distance(fs::directory_iterator(dir_ / "tavrel"), {}), 1);

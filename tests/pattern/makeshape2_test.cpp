@@ -16,20 +16,17 @@ TEST(TileWalk, FrameTestCrossingLimitAndCornerPatch) {
   AppState st;
   st.swidth = 100;
   const Centre c{400, 300};
-  for (auto [a, b, reaches] : {std::tuple{-49.5, 0.0, true},
-                               {49.5, 0.0, false},
-                               {50.0, 0.0, true},
-                               {0.0, 49.99, false},
-                               {0.0, -49.01, true}}) {
+  const std::tuple<double, double, bool> frame[] = {
+      {-49.5, 0, true}, {49.5, 0, false}, {50, 0, true}, {0, 49.99, false}, {0, -49.01, true}};
+  for (auto [a, b, reaches] : frame) {
     st.a = c.x + a, st.b = c.y + b;
     EXPECT_EQ(tile::reachesFrame(st, c), reaches) << a << "," << b;
   }
-  st.hhmn = 25;
-  EXPECT_FALSE(tile::tooManyCrossings(st));
-  st.hhmn = 26;
-  EXPECT_TRUE(tile::tooManyCrossings(st));
-  st.nsides = 0;  // the side count does not scale a tile's limit
-  EXPECT_TRUE(tile::tooManyCrossings(st));
+  // The side count does not scale a tile's limit.
+  for (auto [hhmn, nsides, tooMany] : {std::tuple{25, 4, false}, {26, 4, true}, {26, 0, true}}) {
+    st.hhmn = hhmn, st.nsides = nsides;
+    EXPECT_EQ(tile::tooManyCrossings(st), tooMany) << hhmn << " " << nsides;
+  }
 
   // A tile quarter: the frame, and a diagonal arm closing off the top left
   // corner. The patch looks at (56, 56) on the left and (144, 56) on the right.
@@ -43,8 +40,7 @@ TEST(TileWalk, FrameTestCrossingLimitAndCornerPatch) {
   for (const auto& [paintLeft, right, leftAfter, brushAfter] : cases) {
     Surface win(200, 200, kWhite);
     AppState st;
-    st.swidth = 100;
-    st.fillcolor = 0x123456;
+    st.swidth = 100, st.fillcolor = 0x123456;
     win.Line(LineFlags::Box, 51, 51, 149, 149, OutlineColor);
     win.Line(LineFlags::Line, 52, 70, 71, 51, OutlineColor);
     if (paintLeft) win.Line(LineFlags::FilledBox, 56, 56, 56, 56, paintLeft);

