@@ -22,7 +22,7 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   }
 
   std::map<Control, bool> visible{{Control::Command1, true}, {Control::Command3, true}};
-  bool panelShown = false;
+  bool panelShown = false, fullScreen = false;
   std::map<Menu, bool> checked;
   std::map<TimerId, bool> enabled{{TimerId::Timer4, true}};
   std::map<TimerId, Long> interval{{TimerId::Timer2, 3000}, {TimerId::Timer4, 5000}};
@@ -48,7 +48,6 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   void setMenuVisible(Menu, bool) override {}
   bool isChecked(Menu m) override { return checked[m]; }
   void setChecked(Menu m, bool c) override { checked[m] = c; }
-  bool fullScreen = false;
   void showAsScreenSaver(bool on) override { fullScreen = on; }
   void setTimerEnabled(TimerId t, bool e) override { enabled[t] = e; }
   void setTimerInterval(TimerId t, Long ms) override { interval[t] = ms; }
@@ -65,13 +64,12 @@ class FakeRunHost : public HeadlessHost, public RunHost {
   void namePicture(const std::string&) override {}
 
   // The desktop's services: what was shown, and the answers of the dialogs.
-  std::string pictures;
+  std::string pictures, chosenFile;
   std::vector<std::string> notes, messages;
   int prints = 0;
   bool printedRepeat = false;
   double offeredSize = 0, printedSize = 0;  // printedSize: the size the user picks; 0 keeps
   std::optional<UserPalette> editedPalette;
-  std::string chosenFile;
   std::string picturesFolder() override { return pictures; }
   void showNote(const std::string& t) override { notes.push_back(t); }
   void showMessage(const std::string& t) override { messages.push_back(t); }

@@ -26,30 +26,27 @@ struct Menus : testing::Test {
 };
 
 TEST_F(Menus, TickGroupsStayExclusiveAndGuardsHold) {
-  st.nwait4 = 7;
-  program.menuClick(Menu::tfast);  // already ticked: nothing
-  EXPECT_EQ(st.nwait4, 7);
-  program.menuClick(Menu::tslow);
-  EXPECT_EQ(st.nwait4, 1);
-  EXPECT_EQ(ticked({Menu::tslow, Menu::tfast}), Menu::tslow);
-  program.menuClick(Menu::tfast);
-  EXPECT_EQ(st.nwait4, 0);
-
-  const auto colours = {Menu::tcolorm, Menu::bcolorm, Menu::uedit};
-  for (auto [entry, tcolor] : {std::pair{Menu::bcolorm, kBasicColours},
-                               {Menu::uedit, kUserColours},
-                               {Menu::tcolorm, kTrueColours}}) {
-    st.tcolor = 5;
-    program.menuClick(entry);
-    program.menuClick(entry);  // chosen again: the same value written again
-    EXPECT_EQ(st.tcolor, tcolor);
-    EXPECT_EQ(ticked(colours), entry);
+  // The entry clicked, what it sets, and what each of two clicks leaves there
+  // after the value was spoilt: a ticked speed does nothing, the rest write.
+  for (auto [click, field, first, again] :
+       {std::tuple{Menu::tfast, &AppState::nwait4, 7.0, 7.0},
+        {Menu::tslow, &AppState::nwait4, 1.0, 7.0},
+        {Menu::tfast, &AppState::nwait4, 0.0, 7.0},
+        {Menu::bcolorm, &AppState::tcolor, kBasicColours, kBasicColours},
+        {Menu::uedit, &AppState::tcolor, kUserColours, kUserColours},
+        {Menu::tcolorm, &AppState::tcolor, kTrueColours, kTrueColours},
+        {Menu::scenter, &AppState::centerf, 1.0, 1.0},
+        {Menu::snormal, &AppState::centerf, 0.0, 0.0}}) {
+    for (double after : {first, again}) {
+      st.*field = 7;
+      program.menuClick(click);
+      EXPECT_EQ(st.*field, after);
+    }
+    EXPECT_TRUE(host.checked[click]);
+    ticked({Menu::tslow, Menu::tfast});
+    ticked({Menu::tcolorm, Menu::bcolorm, Menu::uedit});
+    ticked({Menu::snormal, Menu::scenter});
   }
-  program.menuClick(Menu::scenter);
-  EXPECT_EQ(st.centerf, 1);
-  program.menuClick(Menu::snormal);
-  EXPECT_EQ(st.centerf, 0);
-  EXPECT_EQ(ticked({Menu::snormal, Menu::scenter}), Menu::snormal);
   EXPECT_THROW(program.menuClick(Menu::quit), ProgramEnded);
 }
 
@@ -73,30 +70,27 @@ TEST_F(Menus, OptionButtonsFieldLimitsAndTheSideStepper) {
   program.optionClick(true);
   EXPECT_EQ(st.complexy, 2);
 
-  const struct {
-    Field field;
-    const char *typed, *after;
-  } cases[] = {
+  const std::tuple<Field, const char*, const char*> cases[] = {
       {Field::Text3, "26", "25"},      {Field::Text3, "25", "25"}, {Field::Text3, "0", "0"},
       {Field::Text5, "99", "50"},      {Field::Text5, "x", "x"},   {Field::Text2, "401", "400"},
       {Field::Text6, "30", "25"},      {Field::Text7, "10", "9"},  {Field::Text7, "9", "9"},
       {Field::Text5, "1e999", "1e999"}};  // too large to read: passed over
-  for (const auto& c : cases) {
-    host.setText(c.field, c.typed);
-    if (c.field == Field::Text6 || c.field == Field::Text7)
-      program.textChanged(c.field);
-    else
-      program.keyUp(c.field);
-    EXPECT_EQ(host.text(c.field), c.after) << c.typed;
+  for (const auto& [field, typed, after] : cases) {
+    host.setText(field, typed);
+    field == Field::Text6 || field == Field::Text7 ? program.textChanged(field)
+                                                   : program.keyUp(field);
+    EXPECT_EQ(host.text(field), after) << typed;
   }
 
+  // The side stepper: keys pressed so many times, and what it shows after.
   st.ssg = 4;
-  for (int i = 0; i < 6; ++i) program.keyDown(Field::Text4, kKeyUp);
-  EXPECT_EQ(host.text(Field::Text4), "64");
-  program.keyDown(Field::Text4, kKeyLeft);
-  EXPECT_EQ(host.text(Field::Text4), "32");
-  for (int i = 0; i < 6; ++i) program.keyDown(Field::Text4, kKeyDown);
-  EXPECT_EQ(host.text(Field::Text4), "4");
+  for (auto [key, times, after] : {std::tuple{kKeyUp, 6, "64"},
+                                   {kKeyLeft, 1, "32"},
+                                   {kKeyDown, 6, "4"},
+                                   {kKeyRight, 1, "8"}}) {
+    for (int i = 0; i < times; ++i) program.keyDown(Field::Text4, key);
+    EXPECT_EQ(host.text(Field::Text4), after);
+  }
 }
 
 }  // namespace

@@ -53,8 +53,7 @@ TEST(SettingsFile, KeepsEverySettingAndReadsAHandEditedFileAsTheFieldsWould) {
     EXPECT_EQ(parseSettings(text).printsize, cm) << text;
 }
 
-class SettingsEntries : public testing::Test {
- protected:
+struct SettingsEntries : testing::Test {
   void SetUp() override { ::setenv("XDG_CONFIG_HOME", dir_.path.c_str(), 1); }
   void TearDown() override { ::setenv("XDG_CONFIG_HOME", guest_.c_str(), 1); }
   testing_support::TempDir dir_;
@@ -103,21 +102,19 @@ TEST_F(SettingsEntries, FilesFromElsewhereAreReadWholeAndWritesFollowNoLink) {
   const auto padded = [](std::size_t lineStart, const std::string& line) {
     return "[tavrel]\n#" + std::string(lineStart - 11, '-') + "\n" + line;
   };
-  const struct {
-    std::string file, detail, seconds;
-  } cases[] = {
+  const std::tuple<std::string, const char*, const char*> cases[] = {
       {padded(kMaxSettingsFile - 8, "detail=15\n"), "16", "10"},
       {padded(kMaxSettingsFile - 10, "detail=15\n"), "15", "10"},
       {"detail=1\x01\nseconds=\t5 \x7f\n", "1", "5"},
       {"detail=\377\3767\nseconds= 4  \n", "7", "4"},
   };
-  for (const auto& c : cases) {
-    std::ofstream(ini, std::ios::binary | std::ios::trunc) << c.file;
+  for (const auto& [file, detail, seconds] : cases) {
+    std::ofstream(ini, std::ios::binary | std::ios::trunc) << file;
     FakeRunHost host(640, 480);
     Program program(host);
     program.loadSettings();
-    EXPECT_EQ(host.text(Field::Text3), c.detail) << c.file.substr(0, 40);
-    EXPECT_EQ(host.text(Field::Text5), c.seconds) << c.file.substr(0, 40);
+    EXPECT_EQ(host.text(Field::Text3), detail) << file.substr(0, 40);
+    EXPECT_EQ(host.text(Field::Text5), seconds) << file.substr(0, 40);
   }
 
   // A FIFO as the settings file and as the palette is passed over at once.
@@ -142,6 +139,7 @@ TEST_F(SettingsEntries, FilesFromElsewhereAreReadWholeAndWritesFollowNoLink) {
   EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(ini)));
   const std::uint8_t bytes[] = {1, 2, 3};
   EXPECT_EQ(writeNewFile(dir_.path, "a", "png", bytes), dir_ / "a-2.png");
+  EXPECT_EQ(writeNewFile(dir_.path, "a", "png", bytes), dir_ / "a-3.png");  // past its own too
   std::ifstream in(victim);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "keep");
 
@@ -150,9 +148,8 @@ TEST_F(SettingsEntries, FilesFromElsewhereAreReadWholeAndWritesFollowNoLink) {
   host.pictures = victim.string();  // a file where the folder should be
   host.notes.clear();
   program.menuClick(Menu::sdfdssdf);
-  ASSERT_EQ(host.notes.size(), 1u);
-  EXPECT_EQ(host.notes[0],
-            "The picture could not be saved in " + victim.string() + "/Tavrel: Not a directory");
+  EXPECT_EQ(host.notes, std::vector<std::string>{"The picture could not be saved in " +
+                                                 victim.string() + "/Tavrel: Not a directory"});
   // And Save settings where a file stands for the settings' folder.
   fs::remove_all(dir_ / "tavrel");
   std::ofstream(dir_ / "tavrel") << "a file where the folder should be";

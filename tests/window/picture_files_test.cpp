@@ -33,8 +33,10 @@ QByteArray asBytes(const Bytes& b) {
   return QByteArray(reinterpret_cast<const char*>(b.data()), static_cast<qsizetype>(b.size()));
 }
 
-void put(QByteArray& b, int at, std::uint32_t v, int bytes = 4) {
+// `b` with the `bytes`-byte field at `at` set to `v`.
+QByteArray with(QByteArray b, int at, std::uint32_t v, int bytes = 4) {
   for (int i = 0; i < bytes; ++i) b[at + i] = char(v >> (8 * i));
+  return b;
 }
 std::uint32_t get(const QByteArray& b, int at) {
   return b.size() < at + 4 ? 0 : qFromLittleEndian<std::uint32_t>(b.constData() + at);
@@ -46,13 +48,11 @@ QByteArray rle8(int width, int height) {
                  QByteArray("\0\1", 2);
   // Where the data starts, the size, run-length, the data's length.
   for (auto [at, value] : {std::pair{10, 54 + 1024}, {18, width}, {22, height}, {30, 1}, {34, 2}})
-    put(b, at, value);
-  put(b, 28, 8, 2);
-  return b;
+    b = with(b, at, value);
+  return with(b, 28, 8, 2);
 }
 
-class PictureFiles : public ::testing::Test {
- protected:
+struct PictureFiles : testing::Test {
   QString write(const QByteArray& bytes, const QString& name = "file.bmp") const {
     QFile f(dir_.filePath(name));
     EXPECT_TRUE(f.open(QIODevice::WriteOnly));
@@ -111,13 +111,11 @@ TEST_F(PictureFiles, EveryCommonKindDecodesToItsPixels) {
         EXPECT_TRUE(lost >= 0 && lost <= m.step) << i << " " << std::hex << got->pixels[i];
       }
   }
-  // Rows stored top-down: the program's own file turned over.
+  // Rows stored top-down: the program's own file (as the 24-bit row) turned over.
   const QByteArray bottomUp = asBytes(encodeBmp(pattern(35)));
   QByteArray topDown = bottomUp.first(54);
   for (int row = 4; row >= 0; --row) topDown += bottomUp.mid(54 + 24 * row, 24);
-  put(topDown, 22, -5);
-  EXPECT_EQ(readBitmap(write(bottomUp)), pattern(35));
-  EXPECT_EQ(readBitmap(write(topDown)), pattern(35));
+  EXPECT_EQ(readBitmap(write(with(topDown, 22, -5))), pattern(35));
 }
 
 // Sizes up to the limits, inclusive, read; broken files give nothing.
@@ -127,14 +125,9 @@ TEST_F(PictureFiles, BrokenOrOversizedFilesGiveNothing) {
        {std::pair{7, 5}, {4096, 4096}, {kMaxBitmapSide, 2048}, {2048, kMaxBitmapSide}})
     EXPECT_EQ(readBitmap(write(rle8(w, h))).value_or(ImageData{}).pixels.size(), 1ul * w * h) << w;
   ASSERT_TRUE(readBitmap(write(good)));
-  // `b` with the `n`-byte field at `at` set to `v`.
-  const auto with = [](QByteArray b, int at, std::uint32_t v, int n = 4) {
-    put(b, at, v, n);
-    return b;
-  };
   QByteArray fourBits = rle8(7, 5);  // now uncompressed, 17 colours of 4 bits
-  for (auto [at, value] : {std::pair{10, 54 + 17 * 4}, {30, 0}, {46, 17}}) put(fourBits, at, value);
-  put(fourBits, 28, 4, 2);
+  for (auto [at, value] : {std::pair{10, 54 + 17 * 4}, {30, 0}, {46, 17}, {28, 4}})
+    fourBits = with(fourBits, at, value, at == 28 ? 2 : 4);
   const std::pair<const char*, QByteArray> broken[] = {
       {"not BM", with(good, 0, 'X', 1)},
       {"100000 x 100000 in 1 KB", with(with(good, 18, 100000), 22, 100000)},

@@ -20,100 +20,81 @@
 namespace tavrel {
 namespace {
 
-class RunModes : public testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_TRUE(dir_.isValid());
-    old_ = QDir::currentPath();
-    QDir::setCurrent(dir_.path());  // no backdrop files unless a test puts them here
-    form.resize(800, 600);
-  }
-  void TearDown() override { QDir::setCurrent(old_); }
-
-  // Runs the program in Qt's loop; `steps` run one after another, each
-  // `gap` ms after the last. The last step should end the program, and the
-  // loop with it, with status 0.
-  void run(std::vector<std::function<void()>> steps, int gap) {
-    form.show();
-    for (std::size_t i = 0; i < steps.size(); ++i)
-      QTimer::singleShot(static_cast<int>(gap * (i + 1)), &form, steps[i]);
-    QTimer::singleShot(static_cast<int>(gap * (steps.size() + 1)) + 5000, &form, [] {
-      ADD_FAILURE() << "the program did not end";
-      QCoreApplication::exit(1);
-    });
-    EXPECT_EQ(QApplication::exec(), 0);
-    EXPECT_TRUE(form.ended());
-  }
-  template <typename T = QWidget>
-  T* child(const char* name) {
-    return form.findChild<T*>(name);
-  }
-  bool shown(const char* name) { return child(name)->isVisible(); }
-  // A click of a menu entry, as the menu bar reports it.
-  void menu(Menu m) { form.action(m)->trigger(); }
-
-  QTemporaryDir dir_;
-  QString old_;
+// From the start screen through both modes to a close, run by Qt's loop: each
+// step 300 ms after the last, the last one ending the program with status 0.
+TEST(RunModes, FromTheStartScreenThroughBothModesToAClose) {
+  QTemporaryDir dir;
+  const QString old = QDir::currentPath();
+  QDir::setCurrent(dir.path());  // no backdrop files here
   Session session{1.0};
   Form& form = session.form();
-  Program& program = session.program();
-  AppState& st = program.st;
-};
-
-TEST_F(RunModes, FromTheStartScreenThroughBothModesToAClose) {
+  form.resize(800, 600);
+  const auto child = [&](const char* name) { return form.findChild<QWidget*>(name); };
+  const auto shown = [&](const char* name) { return child(name)->isVisible(); };
+  const auto menu = [&](Menu m) { form.action(m)->trigger(); };
   const Picture embedded = form.slidePicture(9);
   QRect before;
-  run({[&] {
-         // No backdrop files here: the embedded picture stays up, no menus.
-         EXPECT_EQ(form.SurfaceWindow().picture(), embedded);
-         EXPECT_FALSE(form.menuBar()->actions().at(0)->isVisible());
-         QTest::mouseClick(child<QPushButton>("Command3"), Qt::LeftButton);
-       },
-       [&] {
-         EXPECT_TRUE(form.menuBar()->actions().at(0)->isVisible());
-         EXPECT_EQ(form.SurfaceWindow().pixel(5, 5), OutlineColor);  // the first shape's
-       },
-       [&] {
-         // At rest nothing moves, and no frame timer runs.
-         EXPECT_FALSE(form.stepping());
-         child<QLineEdit>("Text5")->setText("0");
-         menu(Menu::ssaver);
-         EXPECT_TRUE(shown("Picture1"));
-         EXPECT_EQ(child<QLineEdit>("Text5")->text(), "1");
-         EXPECT_FALSE(shown("Command1"));
-         EXPECT_EQ(form.SurfaceWindow().pixel(form.SurfaceWindow().width() / 2, 300), 0);
-         EXPECT_TRUE(form.stepping());
-         before = child("Picture1")->geometry();
-       },
-       [&] {
-         EXPECT_NE(child("Picture1")->geometry(), before);  // it moves
-         const Picture old = form.SurfacePicture1().Image();
-         program.timerTick(TimerId::Timer1);
-         EXPECT_NE(*form.SurfacePicture1().Image(), *old);
-         EXPECT_EQ(form.SurfaceWindow().pixel(400, 300), OutlineColor);  // the cover
-         // The information page over the black window; a press closes it.
-         menu(Menu::orderinfo);
-         EXPECT_TRUE(shown("Label6"));
-         QTest::mouseClick(form.centralWidget(), Qt::LeftButton, {}, QPoint(700, 500));
-         EXPECT_FALSE(shown("Label6"));
-       },
-       [&] {
-         const Picture shape = form.SurfacePicture1().Image();
-         menu(Menu::regmode);
-         EXPECT_FALSE(shown("Picture1"));
-         EXPECT_TRUE(shown("Command1"));
-         // Copied back one pixel up and left, one pixel larger.
-         const Surface& win = form.SurfaceWindow();
-         const int left = win.width() / 2 - 50, top = win.height() / 2 - 50;
-         for (int y = 0; y <= 100; ++y)
-           for (int x = 0; x <= 100; ++x)
-             ASSERT_EQ(win.pixel(left + x, top + y), shape->at(x + 1, y + 1));
-         // Slow, then close the window while the picture travels.
-         menu(Menu::tslow);
-         menu(Menu::ssaver);
-       },
-       [&] { form.close(); }},
-      300);
+  const std::vector<std::function<void()>> steps{
+      [&] {
+        // No backdrop files here: the embedded picture stays up, no menus.
+        EXPECT_EQ(form.SurfaceWindow().picture(), embedded);
+        EXPECT_FALSE(form.menuBar()->actions().at(0)->isVisible());
+        QTest::mouseClick(form.findChild<QPushButton*>("Command3"), Qt::LeftButton);
+      },
+      [&] {
+        EXPECT_TRUE(form.menuBar()->actions().at(0)->isVisible());
+        EXPECT_EQ(form.SurfaceWindow().pixel(5, 5), OutlineColor);  // the first shape's
+      },
+      [&] {
+        // At rest nothing moves, and no frame timer runs.
+        EXPECT_FALSE(form.stepping());
+        form.findChild<QLineEdit*>("Text5")->setText("0");
+        menu(Menu::ssaver);
+        EXPECT_TRUE(shown("Picture1"));
+        EXPECT_EQ(form.findChild<QLineEdit*>("Text5")->text(), "1");
+        EXPECT_FALSE(shown("Command1"));
+        EXPECT_EQ(form.SurfaceWindow().pixel(form.SurfaceWindow().width() / 2, 300), 0);
+        EXPECT_TRUE(form.stepping());
+        before = child("Picture1")->geometry();
+      },
+      [&] {
+        EXPECT_NE(child("Picture1")->geometry(), before);  // it moves
+        const Picture old = form.SurfacePicture1().Image();
+        session.program().timerTick(TimerId::Timer1);
+        EXPECT_NE(*form.SurfacePicture1().Image(), *old);
+        EXPECT_EQ(form.SurfaceWindow().pixel(400, 300), OutlineColor);  // the cover
+        // The information page over the black window; a press closes it.
+        menu(Menu::orderinfo);
+        EXPECT_TRUE(shown("Label6"));
+        QTest::mouseClick(form.centralWidget(), Qt::LeftButton, {}, QPoint(700, 500));
+        EXPECT_FALSE(shown("Label6"));
+      },
+      [&] {
+        const Picture shape = form.SurfacePicture1().Image();
+        menu(Menu::regmode);
+        EXPECT_FALSE(shown("Picture1"));
+        EXPECT_TRUE(shown("Command1"));
+        // Copied back one pixel up and left, one pixel larger.
+        const Surface& win = form.SurfaceWindow();
+        const int left = win.width() / 2 - 50, top = win.height() / 2 - 50;
+        for (int y = 0; y <= 100; ++y)
+          for (int x = 0; x <= 100; ++x)
+            ASSERT_EQ(win.pixel(left + x, top + y), shape->at(x + 1, y + 1));
+        // Slow, then close the window while the picture travels.
+        menu(Menu::tslow);
+        menu(Menu::ssaver);
+      },
+      [&] { form.close(); }};
+  form.show();
+  for (std::size_t i = 0; i < steps.size(); ++i)
+    QTimer::singleShot(300 * static_cast<int>(i + 1), &form, steps[i]);
+  QTimer::singleShot(300 * static_cast<int>(steps.size()) + 5000, &form, [] {
+    ADD_FAILURE() << "the program did not end";
+    QCoreApplication::exit(1);
+  });
+  EXPECT_EQ(QApplication::exec(), 0);
+  EXPECT_TRUE(form.ended());
+  QDir::setCurrent(old);
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 namespace tavrel {
 namespace {
 
-constexpr Colour kRed = 0x0000FF, kBlue = 0xFF0000;
+constexpr Colour kRed = 0x0000FF, kBlue = 0xFF0000, kGreen = 0x00FF00;
 
 // The view's pixel under the middle of program pixel (x, y).
 Colour shown(SurfaceView& view, double scale, int x, int y) {
@@ -24,47 +24,9 @@ Colour shown(SurfaceView& view, double scale, int x, int y) {
       img.pixel(static_cast<int>((x + 0.5) * scale), static_cast<int>((y + 0.5) * scale)));
 }
 
+// Only real changes repaint; each reaches the screen, and what the view asks
+// Qt to repaint covers it at the display scale, so nothing stale stays.
 TEST(SurfaceView, OnlyRealChangesRepaintAndEachReachesTheScreen) {
-  for (const double scale : {1.0, 2.0, 1.5}) {
-    SCOPED_TRACE(scale);
-    Surface s(12, 10, kBlack);
-    SurfaceView view(s, scale);
-    view.resize(static_cast<int>(12 * scale), static_cast<int>(10 * scale));
-    EXPECT_TRUE(view.refresh());  // the first copy
-    EXPECT_FALSE(view.refresh());
-
-    // A whole-surface wipe to the colour it has, as a generation in
-    // screen-saver mode leaves the window: nothing to repaint.
-    s.Line(LineFlags::FilledBox, 0, 0, 100, 100, kBlack);
-    EXPECT_TRUE(view.stale());
-    EXPECT_FALSE(view.refresh());
-    EXPECT_FALSE(view.stale());
-
-    // Drawn over and back within one step: still nothing.
-    s.Line(LineFlags::FilledBox, 2, 2, 9, 7, kRed);
-    s.Line(LineFlags::FilledBox, 2, 2, 9, 7, kBlack);
-    EXPECT_FALSE(view.refresh());
-
-    // Changes in two far corners, inside a wipe: both shown, the rest kept.
-    s.Line(LineFlags::FilledBox, 0, 0, 100, 100, kBlack);
-    s.plot(0, 0, kRed);
-    s.plot(11, 9, kBlue);
-    EXPECT_TRUE(view.refresh());
-    EXPECT_EQ(shown(view, scale, 0, 0), kRed);
-    EXPECT_EQ(shown(view, scale, 11, 9), kBlue);
-    EXPECT_EQ(shown(view, scale, 5, 5), kBlack);
-
-    // And back: the old colour returns on the screen.
-    s.plot(0, 0, kBlack);
-    EXPECT_TRUE(view.refresh());
-    EXPECT_EQ(shown(view, scale, 0, 0), kBlack);
-    EXPECT_EQ(shown(view, scale, 11, 9), kBlue);
-  }
-}
-
-// What the view asks Qt to repaint covers the changed pixels at the display
-// scale, wherever they lie, so nothing stale stays on the screen.
-TEST(SurfaceView, TheRepaintCoversWhatChanged) {
   struct Painted : QObject {
     QRegion region;
     bool eventFilter(QObject*, QEvent* e) override {
@@ -74,38 +36,57 @@ TEST(SurfaceView, TheRepaintCoversWhatChanged) {
   };
   for (const double scale : {1.0, 2.0, 1.5}) {
     SCOPED_TRACE(scale);
-    Surface s(40, 30, kBlack);
+    Surface s(12, 10, kBlue);
     SurfaceView view(s, scale);
-    view.resize(static_cast<int>(40 * scale), static_cast<int>(30 * scale));
+    view.resize(static_cast<int>(20 * scale), static_cast<int>(20 * scale));
     view.show();
-    view.refresh();
+    EXPECT_TRUE(view.refresh());  // the first copy
+    EXPECT_FALSE(view.refresh());
     QCoreApplication::processEvents();  // the first paint, of everything
     Painted painted;
     view.installEventFilter(&painted);
-    s.Line(LineFlags::FilledBox, 30, 20, 35, 24, kRed);
+
+    // A whole-surface wipe to the colour it has, as a generation in
+    // screen-saver mode leaves the window: nothing to repaint.
+    s.Line(LineFlags::FilledBox, 0, 0, 100, 100, kBlue);
+    EXPECT_TRUE(view.stale());
+    EXPECT_FALSE(view.refresh());
+    EXPECT_FALSE(view.stale());
+
+    // Drawn over and back within one step: still nothing.
+    s.Line(LineFlags::FilledBox, 2, 2, 9, 7, kRed);
+    s.Line(LineFlags::FilledBox, 2, 2, 9, 7, kBlue);
+    EXPECT_FALSE(view.refresh());
+
+    // Changes in two far corners, inside a wipe: both shown, the rest kept.
+    s.Line(LineFlags::FilledBox, 0, 0, 100, 100, kBlue);
+    s.plot(0, 0, kRed);
+    s.plot(11, 9, kGreen);
     EXPECT_TRUE(view.refresh());
     for (int i = 0; i < 100 && painted.region.isEmpty(); ++i) QTest::qWait(5);
-    const QRect drawn(static_cast<int>(30 * scale), static_cast<int>(20 * scale),
-                      static_cast<int>(6 * scale), static_cast<int>(5 * scale));
-    EXPECT_TRUE(painted.region.contains(drawn))
-        << painted.region.boundingRect().x() << "," << painted.region.boundingRect().y();
-  }
-}
+    for (const QPoint at : {QPoint(0, 0), QPoint(11, 9)})
+      EXPECT_TRUE(painted.region.contains(QRectF(at * scale, QSizeF(scale, scale)).toAlignedRect()))
+          << painted.region.boundingRect().x() << "," << painted.region.boundingRect().y();
+    EXPECT_EQ(shown(view, scale, 0, 0), kRed);
+    EXPECT_EQ(shown(view, scale, 11, 9), kGreen);
+    EXPECT_EQ(shown(view, scale, 5, 5), kBlue);
 
-TEST(SurfaceView, ANewSizeIsCopiedWhole) {
-  Surface s(6, 4, kBlue);
-  SurfaceView view(s, 1.0);
-  view.resize(20, 20);
-  EXPECT_TRUE(view.refresh());
-  s.resize(10, 8);  // new pixels take the back colour
-  s.plot(9, 7, kRed);
-  EXPECT_TRUE(view.refresh());
-  EXPECT_EQ(shown(view, 1.0, 0, 0), kBlue);
-  EXPECT_EQ(shown(view, 1.0, 8, 6), kBlue);
-  EXPECT_EQ(shown(view, 1.0, 9, 7), kRed);
-  // Same size, same pixels: nothing.
-  s.Line(LineFlags::FilledBox, 0, 0, 5, 5, kBlue);
-  EXPECT_FALSE(view.refresh());
+    // And back: the old colour returns on the screen.
+    s.plot(0, 0, kBlue);
+    EXPECT_TRUE(view.refresh());
+    EXPECT_EQ(shown(view, scale, 0, 0), kBlue);
+    EXPECT_EQ(shown(view, scale, 11, 9), kGreen);
+
+    // A new size is copied whole, the new pixels in the back colour.
+    s.resize(16, 12);
+    s.plot(15, 11, kRed);
+    EXPECT_TRUE(view.refresh());
+    EXPECT_EQ(shown(view, scale, 14, 10), kBlue);
+    EXPECT_EQ(shown(view, scale, 15, 11), kRed);
+    EXPECT_EQ(shown(view, scale, 11, 9), kGreen);
+    s.Line(LineFlags::FilledBox, 0, 0, 5, 5, kBlue);  // same size, same pixels: nothing
+    EXPECT_FALSE(view.refresh());
+  }
 }
 
 // A picture kept on the server leaves bare exactly what it stood on and no
