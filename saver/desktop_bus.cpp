@@ -442,11 +442,11 @@ std::optional<DesktopBus::Clock::time_point> DesktopBus::wake() const {
   for (sd_bus* bus : {state_->session, state_->system}) {
     std::uint64_t at = 0;
     if (bus == nullptr || sd_bus_get_timeout(bus, &at) < 0 || at == UINT64_MAX) continue;
-    // sd-bus counts on the monotonic clock in microseconds.
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    const auto nowUs = static_cast<std::uint64_t>(now.tv_sec) * 1000000u +
-                       static_cast<std::uint64_t>(now.tv_nsec) / 1000u;
+    // sd-bus counts on the monotonic clock in microseconds, which is the
+    // steady clock's on Linux.
+    const auto nowUs = static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::microseconds>(Clock::now().time_since_epoch())
+            .count());
     const auto in = std::chrono::microseconds(at > nowUs ? at - nowUs : 0);
     const auto when = Clock::now() + std::chrono::ceil<Clock::duration>(in);
     if (!earliest || when < *earliest) earliest = when;
