@@ -59,6 +59,12 @@ def wakeups(pid, span):
     return count() - before
 
 
+def busy(pid):
+    """The module's time on a CPU, in seconds."""
+    with open(f'/proc/{pid}/schedstat') as stat:
+        return int(stat.read().split()[0]) / 1e9
+
+
 def draws_within(pid, limit):
     end = time.monotonic() + limit
     return any(wakeups(pid, 0.25) >= 5 for _ in iter(lambda: time.monotonic() < end, False))
@@ -70,7 +76,9 @@ def stops_within(pid, limit):
 
 
 def waits(pid, span):
-    return wakeups(pid, span) <= 8
+    """Asleep but for a few events, and spinning for none."""
+    before = busy(pid)
+    return wakeups(pid, span) <= 8 and busy(pid) - before < span / 10
 
 
 class GnomeIdle(dbusmock.DBusTestCase):

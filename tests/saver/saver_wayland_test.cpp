@@ -104,9 +104,15 @@ class Desktop : public ModuleTest {
     return eventually(limit, [&] { return wakeups(module, 300ms) <= 1; });
   }
   // Waiting, it wakes at most for a few events of its start or of another
-  // client; drawing, for a frame every 16 or 31 ms.
+  // client, and spins for none; drawing, for a frame every 16 or 31 ms.
   static bool waits(const Child& module, std::chrono::milliseconds span) {
-    return wakeups(module, span) <= 8;
+    const auto busy = [&] {  // time on a CPU
+      long long ns = 0;
+      std::ifstream("/proc/" + std::to_string(module.pid()) + "/schedstat") >> ns;
+      return std::chrono::nanoseconds(ns);
+    };
+    const auto before = busy();
+    return wakeups(module, span) <= 8 && busy() - before < span / 10;
   }
 
   // --idle 2: the pictures come after the idle time and not before (as
