@@ -71,7 +71,7 @@ TEST_F(FormTest, TimersTickInQtsLoopTheFrameTimerOnlyWhileSomethingMoves) {
   EXPECT_EQ(events.ticks.size(), before);
 
   // The frame timer runs while the program says something moves, and not at
-  // all once nothing does. Menu clicks reach the handlers but move no tick.
+  // all once nothing does. Menu clicks reach the handlers.
   events.moving = true;
   form.action(Menu::tslow)->trigger();
   QTest::qWait(100);
@@ -83,8 +83,6 @@ TEST_F(FormTest, TimersTickInQtsLoopTheFrameTimerOnlyWhileSomethingMoves) {
   EXPECT_LE(events.advances, atRest + 1);  // the step already asked for, then nothing
   form.action(Menu::dfsdffd)->trigger();   // not enabled: no click
   EXPECT_EQ(events.menus, (std::vector<Menu>{Menu::tslow, Menu::tfast}));
-  EXPECT_FALSE(form.action(Menu::tslow)->isChecked());
-  EXPECT_TRUE(form.action(Menu::tfast)->isChecked());
 }
 
 TEST_F(FormTest, PressesReachOnlyTheBareWindowAndClosingEnds) {

@@ -63,11 +63,6 @@ TEST(RunModes, FromTheStartScreenThroughBothModesToAClose) {
         session.program().timerTick(TimerId::Timer1);
         EXPECT_NE(*form.SurfacePicture1().Image(), *old);
         EXPECT_EQ(form.SurfaceWindow().pixel(400, 300), OutlineColor);  // the cover
-        // The information page over the black window; a press closes it.
-        menu(Menu::orderinfo);
-        EXPECT_TRUE(shown("Label6"));
-        QTest::mouseClick(form.centralWidget(), Qt::LeftButton, {}, QPoint(700, 500));
-        EXPECT_FALSE(shown("Label6"));
       },
       [&] {
         const Picture shape = form.SurfacePicture1().Image();

@@ -100,7 +100,6 @@ TEST(ServerStage, WhatAMoveLeavesBareIsTheOldBoxLessTheNew) {
       {at.translated(0, -3), 1},
       {at, 0},
       {at.translated(102, 0), 1},
-      {at.translated(300, 9), 1},
       {at.adjusted(2, 2, -2, -2), 4},  // a smaller picture
       {at.adjusted(-5, 0, 5, 0), 0},   // a wider one
       {QRect(), 1},                    // nothing drawn now: all of it
